@@ -1,0 +1,217 @@
+#include "cache/BlockFetcher.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <unordered_map>
+#include <vector>
+
+#include "CLog.h"
+#include "core/ThreadPool.h"
+
+namespace PLK {
+namespace Engine {
+
+namespace {
+
+struct BlockRef {
+    BlockKey key;
+    LevelRect rect;
+};
+
+using BlockMap = std::unordered_map<BlockKey, BlockCache::BlockPtr, BlockKeyHash>;
+
+struct FetchState {
+    std::mutex mutex;
+    BlockMap got;
+    CError firstError;
+
+    void keep(const BlockKey& key, BlockCache::BlockPtr block)
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        got[key] = std::move(block);
+    }
+    void fail(const CError& error)
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        if (firstError.Success()) firstError = error;
+    }
+};
+
+bool cancelled(const BlockFetcher::Request& r)
+{
+    return r.cancel && r.cancel->load(std::memory_order_relaxed);
+}
+
+int64_t ceilDiv(int64_t a, int64_t b)
+{
+    return (a + b - 1) / b;
+}
+
+std::vector<BlockRef> blocksOfTile(const BlockFetcher::Request& r, uint32_t layers, uint32_t tile)
+{
+    const int64_t B = BlockFetcher::kBlockSize;
+    const LevelRect t = r.decoder->tileRect(tile, r.level);
+    const LevelRect want = t.intersected(r.window);
+    std::vector<BlockRef> refs;
+    if (want.empty()) return refs;
+    const int64_t nbx = ceilDiv(t.width(), B);
+    for (int64_t by = (want.y0 - t.y0) / B; by <= (want.y1 - 1 - t.y0) / B; ++by) {
+        for (int64_t bx = (want.x0 - t.x0) / B; bx <= (want.x1 - 1 - t.x0) / B; ++bx) {
+            const LevelRect rect{t.x0 + bx * B, t.y0 + by * B, std::min(t.x0 + (bx + 1) * B, t.x1),
+                                 std::min(t.y0 + (by + 1) * B, t.y1)};
+            const BlockKey key{r.image, r.level, layers, tile, static_cast<uint32_t>(by * nbx + bx)};
+            refs.push_back(BlockRef{key, rect});
+        }
+    }
+    return refs;
+}
+
+// Copies the part of `src` (covering srcRect) that lies in dstRect into `dst`.
+void copyCells(const RegionBuffer& src, const LevelRect& srcRect, RegionBuffer& dst, const LevelRect& dstRect)
+{
+    const LevelRect common = srcRect.intersected(dstRect);
+    if (common.empty()) return;
+    const uint32_t bands = std::min(src.bands, dst.bands);
+    const size_t rowBytes = static_cast<size_t>(common.width()) * sizeof(int32_t);
+    for (uint32_t b = 0; b < bands; ++b) {
+        const int32_t* sp = src.plane(b);
+        int32_t* dp = dst.plane(b);
+        for (int64_t y = common.y0; y < common.y1; ++y) {
+            const int32_t* from = sp + (y - srcRect.y0) * src.width + (common.x0 - srcRect.x0);
+            int32_t* to = dp + (y - dstRect.y0) * dst.width + (common.x0 - dstRect.x0);
+            std::memcpy(to, from, rowBytes);
+        }
+    }
+}
+
+std::shared_ptr<Block> cutBlock(const RegionBuffer& decoded, const LevelRect& decodedRect, const LevelRect& rect)
+{
+    auto block = std::make_shared<Block>();
+    block->rect = rect;
+    block->cells.allocate(static_cast<uint32_t>(rect.width()), static_cast<uint32_t>(rect.height()), decoded.bands);
+    copyCells(decoded, decodedRect, block->cells, rect);
+    return block;
+}
+
+// Decodes the blocks of one tile that nobody else is decoding, in one call to the decoder.
+void decodeTile(const BlockFetcher::Request& r, uint32_t layers, uint32_t tile, const std::vector<BlockRef>& wanted,
+                BlockCache& cache, FetchState& state)
+{
+    if (cancelled(r)) return;
+    std::vector<BlockRef> mine;
+    for (const BlockRef& ref : wanted)
+        if (cache.claim(ref.key)) mine.push_back(ref);
+    if (mine.empty()) return;
+
+    LevelRect bound = mine.front().rect;
+    for (const BlockRef& ref : mine)
+        bound = {std::min(bound.x0, ref.rect.x0), std::min(bound.y0, ref.rect.y0), std::max(bound.x1, ref.rect.x1),
+                 std::max(bound.y1, ref.rect.y1)};
+    RegionBuffer decoded;
+    const CError error = r.decoder->decode(tile, r.level, layers, bound, decoded, r.cancel.get(), r.resilient);
+    if (error) {
+        for (const BlockRef& ref : mine) cache.abandon(ref.key);
+        if (error.GetErrorNumber() != PLK_ERROR_CANCELLED) {
+            CLog::Log("cache", LOG_WARNING, "Tile %u at level %u could not be decoded: %s", tile, r.level,
+                      error.GetErrorText());
+            state.fail(error);
+        }
+        return;
+    }
+    for (const BlockRef& ref : mine) {
+        auto block = cutBlock(decoded, bound, ref.rect);
+        cache.publish(ref.key, block);
+        state.keep(ref.key, block);
+    }
+    if (r.onBlocksReady) r.onBlocksReady(static_cast<uint32_t>(mine.size()));
+}
+
+}  // namespace
+
+BlockFetcher::BlockFetcher(BlockCache& cache) : m_cache(cache) {}
+
+uint32_t BlockFetcher::countBlocks(const Request& request, BlockCache& cache, uint32_t* available)
+{
+    Request r = request;
+    r.window = r.window.intersected(r.decoder->levelRect(r.level));
+    const uint32_t total = r.decoder->layers();
+    const uint32_t layers = r.layers == 0 || r.layers > total ? total : r.layers;
+    uint32_t count = 0, have = 0;
+    if (!r.window.empty()) {
+        for (uint32_t tile : r.decoder->tilesIntersecting(r.window, r.level)) {
+            for (const BlockRef& ref : blocksOfTile(r, layers, tile)) {
+                ++count;
+                if (cache.contains(ref.key)) ++have;
+            }
+        }
+    }
+    if (available) *available = have;
+    return count;
+}
+
+CError BlockFetcher::fetch(const Request& request, RegionBuffer& out)
+{
+    Request r = request;
+    r.window = r.window.intersected(r.decoder->levelRect(r.level));
+    out.allocate(static_cast<uint32_t>(r.window.width()), static_cast<uint32_t>(r.window.height()), r.bands);
+    if (r.window.empty()) return CError();
+    const uint32_t total = r.decoder->layers();
+    const uint32_t layers = r.layers == 0 || r.layers > total ? total : r.layers;
+
+    FetchState state;
+    std::map<uint32_t, std::vector<BlockRef>> missing;
+    std::vector<BlockRef> all;
+    uint32_t cached = 0;
+    for (uint32_t tile : r.decoder->tilesIntersecting(r.window, r.level)) {
+        for (const BlockRef& ref : blocksOfTile(r, layers, tile)) {
+            all.push_back(ref);
+            if (auto block = m_cache.find(ref.key)) {
+                state.got[ref.key] = block;
+                ++cached;
+            } else {
+                missing[tile].push_back(ref);
+            }
+        }
+    }
+    if (cached && r.onBlocksReady) r.onBlocksReady(cached);
+
+    if (!missing.empty()) {
+        auto batch = std::make_shared<ThreadPool::Batch>();
+        for (auto& entry : missing) {
+            const uint32_t tile = entry.first;
+            const std::vector<BlockRef>* refs = &entry.second;
+            ThreadPool::shared().submit(batch, [&r, layers, tile, refs, this, &state] {
+                decodeTile(r, layers, tile, *refs, m_cache, state);
+            });
+        }
+        batch->wait();
+    }
+    if (cancelled(r)) return CError(PLK_ERROR_CANCELLED, "The read was cancelled.");
+
+    // Blocks another view was decoding arrive when it publishes them; if it gave up (its own
+    // view moved on), decode them here.
+    for (auto& entry : missing) {
+        for (const BlockRef& ref : entry.second) {
+            if (state.got.count(ref.key)) continue;
+            BlockCache::BlockPtr block = m_cache.waitFor(ref.key);
+            if (!block && !cancelled(r)) {
+                decodeTile(r, layers, entry.first, {ref}, m_cache, state);
+                auto it = state.got.find(ref.key);
+                if (it != state.got.end()) block = it->second;
+            }
+            if (block) state.got[ref.key] = block;
+        }
+    }
+    if (cancelled(r)) return CError(PLK_ERROR_CANCELLED, "The read was cancelled.");
+
+    for (const BlockRef& ref : all) {
+        auto it = state.got.find(ref.key);
+        if (it != state.got.end()) copyCells(it->second->cells, it->second->rect, out, r.window);
+    }
+    return state.firstError;
+}
+
+}  // namespace Engine
+}  // namespace PLK

@@ -1,0 +1,54 @@
+// Gathers the decoded cells of a rectangle at one resolution level: blocks already in the
+// cache are taken from it, missing ones are decoded tile by tile on the engine's workers
+// (several tiles at once), published to the cache and composed into one buffer.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "CError.h"
+#include "cache/BlockCache.h"
+#include "image/LevelRect.h"
+#include "image/RegionBuffer.h"
+#include "image/RegionDecoder.h"
+
+namespace PLK {
+namespace Engine {
+
+class BlockFetcher {
+public:
+    /// Edge of a block in cells. Small enough that a pan decodes little that is not shown,
+    /// large enough that the per-decode overhead stays small.
+    static constexpr uint32_t kBlockSize = 256;
+
+    struct Request {
+        uint64_t image = 0;
+        RegionDecoder* decoder = nullptr;
+        uint32_t bands = 0;   ///< bands of the image
+        uint32_t level = 0;
+        uint32_t layers = 0;  ///< quality layers; 0 or more than the image has = all
+        LevelRect window;     ///< clipped to the level by fetch()
+        bool resilient = true;
+        std::shared_ptr<std::atomic<bool>> cancel;  ///< may be null
+        /// Called (from any thread) each time blocks of the window become available.
+        std::function<void(uint32_t)> onBlocksReady;
+    };
+
+    explicit BlockFetcher(BlockCache& cache);
+
+    /// Fills `out` with the window's cells (every band). Cells of tiles that failed to decode
+    /// stay 0; the first such failure is returned. A cancelled fetch returns
+    /// PLK_ERROR_CANCELLED.
+    CError fetch(const Request& request, RegionBuffer& out);
+
+    /// Blocks of the window at the level, and how many of them are already decoded.
+    static uint32_t countBlocks(const Request& request, BlockCache& cache, uint32_t* available);
+
+private:
+    BlockCache& m_cache;
+};
+
+}  // namespace Engine
+}  // namespace PLK

@@ -1,0 +1,82 @@
+// The engine's free functions: start-up, shut-down and the release of records it handed out.
+#include <cstdlib>
+#include <mutex>
+#include <string>
+
+#include "CFileBase.h"
+#include "CLog.h"
+#include "PLKTypes.h"
+#include "cache/BlockCache.h"
+
+namespace {
+
+std::mutex& apiMutex()
+{
+    static std::mutex m;
+    return m;
+}
+int initCount = 0;
+std::string gdtPath;
+
+}  // namespace
+
+void PLKInit()
+{
+    std::lock_guard<std::mutex> lock(apiMutex());
+    if (initCount++ == 0) {
+        const uint64_t limit = PLK::SDK::CFileBase::sFilesHelper().Get()->m_Config.GetCacheMaxmem();
+        PLK::Engine::BlockCache::shared().setLimit(limit);
+        PLK::CLog::Log("engine", PLK::LOG_INFO, "xrv60 %s started", PLKGetVersion());
+    }
+}
+
+void PLKShutdown()
+{
+    std::lock_guard<std::mutex> lock(apiMutex());
+    if (initCount == 0) return;
+    if (--initCount == 0) {
+        // Give the decoded data back; views still open decode again on demand.
+        auto& cache = PLK::Engine::BlockCache::shared();
+        const uint64_t limit = cache.limit();
+        cache.setLimit(0);
+        cache.setLimit(limit);
+        PLK::CLog::Log("engine", PLK::LOG_INFO, "xrv60 stopped");
+    }
+}
+
+void PLKFreeStatistics(PLKFileStatistics* pStats)
+{
+    if (!pStats) return;
+    if (pStats->BandsStats) {
+        for (uint32_t b = 0; b < pStats->nNumberOfBands; ++b) std::free(pStats->BandsStats[b].Histogram);
+        std::free(pStats->BandsStats);
+    }
+    std::free(pStats);
+}
+
+void PLKFreeRPCData(PLKRPCData* pRPC)
+{
+    delete pRPC;
+}
+
+void PLKSetGDTPath(const char* szPath)
+{
+    std::lock_guard<std::mutex> lock(apiMutex());
+    gdtPath = szPath ? szPath : "";
+}
+
+const char* PLKGetGDTPath()
+{
+    std::lock_guard<std::mutex> lock(apiMutex());
+    return gdtPath.c_str();
+}
+
+void PLKWinHttpSetUseWinHttp(int /*bUse*/)
+{
+    // The stream client has a single HTTP stack outside Windows; nothing to switch.
+}
+
+const char* PLKGetVersion()
+{
+    return "6.0.0.1513";
+}

@@ -1,0 +1,117 @@
+#include "view/FrameComposer.h"
+
+#include <vector>
+
+#include "cache/BlockFetcher.h"
+#include "view/BandQuantizer.h"
+
+namespace PLK {
+namespace Engine {
+
+FrameComposer::FrameComposer(const OpenImage& image, BlockCache& cache) : m_image(image), m_cache(cache) {}
+
+ViewGeometry FrameComposer::geometry(const ViewSnapshot& v) const
+{
+    const Georeferencing& g = m_image.georef();
+    const ImageDescription& d = m_image.description();
+    return ViewGeometry(GridTransform{g.originX, g.originY, g.cellX, g.cellY}, d.width, d.height, v.width, v.height,
+                        v.x1, v.y1, v.x2, v.y2);
+}
+
+uint32_t FrameComposer::targetLevel(const ViewSnapshot& view) const
+{
+    const bool nearest = view.optimizeNearest && view.resample == PLK_RESAMPLE_NEAREST;
+    return geometry(view).chooseLevel(m_image.decoder().levels(), nearest);
+}
+
+LevelRect FrameComposer::windowAt(const ViewSnapshot& view, uint32_t level, AxisSamples* columns,
+                                  AxisSamples* rows) const
+{
+    const ViewGeometry g = geometry(view);
+    const LevelRect bounds = m_image.decoder().levelRect(level);
+    *columns = g.columns(bounds.width());
+    *rows = g.rows(bounds.height());
+    return ViewGeometry::window(*columns, *rows);
+}
+
+uint32_t FrameComposer::countBlocks(const ViewSnapshot& view, uint32_t level, uint32_t* available) const
+{
+    AxisSamples columns, rows;
+    BlockFetcher::Request request;
+    request.image = m_image.id();
+    request.decoder = &m_image.decoder();
+    request.level = level;
+    request.layers = view.layers;
+    request.window = windowAt(view, level, &columns, &rows);
+    return BlockFetcher::countBlocks(request, m_cache, available);
+}
+
+CError FrameComposer::compose(const ViewSnapshot& view, uint32_t level, const std::shared_ptr<std::atomic<bool>>& cancel,
+                              const std::function<void(uint32_t)>& onBlocksReady, Frame& out) const
+{
+    AxisSamples columns, rows;
+    BlockFetcher::Request request;
+    request.image = m_image.id();
+    request.decoder = &m_image.decoder();
+    request.bands = static_cast<uint32_t>(m_image.description().bands.size());
+    request.level = level;
+    request.layers = view.layers;
+    request.window = windowAt(view, level, &columns, &rows);
+    request.resilient = view.resilient;
+    request.cancel = cancel;
+    request.onBlocksReady = onBlocksReady;
+
+    RegionBuffer cells;
+    const CError error = BlockFetcher(m_cache).fetch(request, cells);
+    if (error.GetErrorNumber() == PLK_ERROR_CANCELLED) return error;
+    out.allocate(view.width, view.height, static_cast<uint32_t>(view.bands.size()));
+    out.level = level;
+    resample(view, cells, request.window.intersected(m_image.decoder().levelRect(level)), columns, rows, out);
+    return error;
+}
+
+void FrameComposer::resample(const ViewSnapshot& view, const RegionBuffer& cells, const LevelRect& window,
+                             const AxisSamples& columns, const AxisSamples& rows, Frame& out) const
+{
+    const ImageDescription& d = m_image.description();
+    std::vector<BandQuantizer> quantizers;
+    std::vector<const int32_t*> planes;
+    for (uint32_t b : view.bands) {
+        quantizers.emplace_back(d.bands[b], view.transforms[b], static_cast<int>(b) == d.alphaBand,
+                                view.autoscaleOpacity, view.dither);
+        planes.push_back(cells.plane(b));
+    }
+    const bool bilinear = view.resample == PLK_RESAMPLE_BILINEAR;
+    const int64_t stride = cells.width;
+    for (uint32_t y = 0; y < out.height; ++y) {
+        if (rows.nearest[y] < 0) continue;
+        uint8_t* cover = out.coverageRow(y);
+        const int64_t ry = rows.nearest[y] - window.y0;
+        const int64_t r0 = rows.lower[y] - window.y0;
+        const int64_t r1 = rows.weight[y] > 0.0f ? r0 + 1 : r0;
+        const float wy = rows.weight[y];
+        for (uint32_t x = 0; x < out.width; ++x) {
+            if (columns.nearest[x] < 0) continue;
+            cover[x] = 255;
+            const int64_t cx = columns.nearest[x] - window.x0;
+            const int64_t c0 = columns.lower[x] - window.x0;
+            const int64_t c1 = columns.weight[x] > 0.0f ? c0 + 1 : c0;
+            const float wx = columns.weight[x];
+            for (size_t b = 0; b < planes.size(); ++b) {
+                const int32_t* p = planes[b];
+                float value;
+                if (bilinear) {
+                    const float top = p[r0 * stride + c0] + wx * (p[r0 * stride + c1] - p[r0 * stride + c0]);
+                    const float bottom = p[r1 * stride + c0] + wx * (p[r1 * stride + c1] - p[r1 * stride + c0]);
+                    value = top + wy * (bottom - top);
+                } else {
+                    value = static_cast<float>(p[ry * stride + cx]);
+                }
+                out.row(static_cast<uint32_t>(b), y)[x] = quantizers[b](value, x, y);
+            }
+        }
+    }
+}
+
+}  // namespace Engine
+}  // namespace PLK

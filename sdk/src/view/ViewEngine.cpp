@@ -198,7 +198,7 @@ std::shared_ptr<std::atomic<bool>> ViewEngine::currentCancel() const
 uint8_t ViewEngine::percentComplete() const
 {
     const uint32_t total = m_blocksInView.load();
-    if (total == 0) return 0;
+    if (total == 0) return isViewSet() ? 100 : 0;  // a view off the image has nothing to decode
     return static_cast<uint8_t>(std::min<uint64_t>(100, uint64_t(m_blocksAvailable.load()) * 100 / total));
 }
 

@@ -1,0 +1,57 @@
+// Decodes rectangles of a JPEG 2000 image tile by tile with OpenJPEG. Everything it keeps is
+// read once at open and never changed, so any number of threads may decode at once.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "image/RegionDecoder.h"
+#include "io/ByteSource.h"
+#include "jp2/CodestreamHeader.h"
+#include "jp2/Jp2BoxReader.h"
+#include "jp2/OpjCodestreamDecoder.h"
+#include "jp2/TilePartIndex.h"
+
+namespace PLK {
+namespace Engine {
+
+class Jp2RegionDecoder : public RegionDecoder {
+public:
+    /// `channels` says where each output band comes from; `palette` is used by the channels
+    /// that name a palette column.
+    Jp2RegionDecoder(std::shared_ptr<ByteSource> source, CodestreamHeader header, TilePartIndex index,
+                     std::vector<Jp2Channel> channels, Jp2Palette palette);
+
+    uint32_t levels() const override;
+    uint32_t layers() const override;
+    uint32_t tileCount() const override;
+    LevelRect levelRect(uint32_t level) const override;
+    LevelRect tileRect(uint32_t tile, uint32_t level) const override;
+    std::vector<uint32_t> tilesIntersecting(const LevelRect& rect, uint32_t level) const override;
+    CError decode(uint32_t tile, uint32_t level, uint32_t layers, const LevelRect& rect, RegionBuffer& out,
+                  const std::atomic<bool>* cancel, bool resilient) override;
+
+    const TilePartIndex& index() const { return m_index; }
+
+private:
+    CError checkRequest(uint32_t tile, uint32_t level, const LevelRect& rect) const;
+    /// The full-resolution window OpenJPEG decodes for `rect`, widened so that sub-sampled
+    /// components include the cells the rectangle's edge cells replicate.
+    GridRect decodeArea(uint32_t tile, uint32_t level, const LevelRect& rect) const;
+    CError runDecoder(uint32_t tile, uint32_t level, uint32_t layers, const LevelRect& rect, bool resilient,
+                      const std::vector<uint8_t>& codestream, OpjImage& image) const;
+    CError fill(const opj_image_t& image, uint32_t level, const LevelRect& rect, RegionBuffer& out) const;
+    void fillBand(const opj_image_comp_t& comp, const Jp2Channel& channel, uint32_t level,
+                  const LevelRect& rect, int32_t* plane) const;
+    CError damaged(const std::string& detail) const;
+
+    std::shared_ptr<ByteSource> m_source;
+    CodestreamHeader m_header;
+    TilePartIndex m_index;
+    std::vector<Jp2Channel> m_channels;
+    Jp2Palette m_palette;
+};
+
+}  // namespace Engine
+}  // namespace PLK

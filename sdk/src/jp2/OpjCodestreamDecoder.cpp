@@ -1,0 +1,128 @@
+#include "jp2/OpjCodestreamDecoder.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+namespace PLK {
+namespace Engine {
+
+namespace {
+
+struct MemoryStream {
+    const uint8_t* data;
+    size_t size;
+    size_t pos;
+};
+
+OPJ_SIZE_T readBytes(void* buffer, OPJ_SIZE_T count, void* user)
+{
+    auto* s = static_cast<MemoryStream*>(user);
+    const size_t n = std::min(count, s->size - s->pos);
+    if (n == 0) return static_cast<OPJ_SIZE_T>(-1);  // OpenJPEG's end-of-stream
+    std::memcpy(buffer, s->data + s->pos, n);
+    s->pos += n;
+    return n;
+}
+
+OPJ_OFF_T skipBytes(OPJ_OFF_T count, void* user)
+{
+    auto* s = static_cast<MemoryStream*>(user);
+    if (count < 0) {
+        const size_t back = std::min(static_cast<size_t>(-count), s->pos);
+        s->pos -= back;
+        return -static_cast<OPJ_OFF_T>(back);
+    }
+    const size_t n = std::min(static_cast<size_t>(count), s->size - s->pos);
+    s->pos += n;
+    return static_cast<OPJ_OFF_T>(n);
+}
+
+OPJ_BOOL seekTo(OPJ_OFF_T offset, void* user)
+{
+    auto* s = static_cast<MemoryStream*>(user);
+    if (offset < 0 || static_cast<uint64_t>(offset) > s->size) return OPJ_FALSE;
+    s->pos = static_cast<size_t>(offset);
+    return OPJ_TRUE;
+}
+
+// OpenJPEG reports through callbacks; we keep its errors for the message the user sees.
+struct Messages {
+    std::string text;
+};
+
+void collectError(const char* message, void* user)
+{
+    auto* m = static_cast<Messages*>(user);
+    if (m->text.size() > 1000) return;
+    std::string line(message ? message : "");
+    while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.pop_back();
+    if (line.empty()) return;
+    if (!m->text.empty()) m->text += "; ";
+    m->text += line;
+}
+
+void ignoreMessage(const char*, void*) {}
+
+struct CodecDeleter {
+    void operator()(opj_codec_t* c) const { opj_destroy_codec(c); }
+};
+struct StreamDeleter {
+    void operator()(opj_stream_t* s) const { opj_stream_destroy(s); }
+};
+
+CError failure(const Messages& messages, const char* fallback)
+{
+    return CError(PLK_ERROR_CORRUPT_CODESTREAM, messages.text.empty() ? fallback : messages.text);
+}
+
+}  // namespace
+
+CError OpjCodestreamDecoder::decode(const std::vector<uint8_t>& codestream, const Request& request, OpjImage& image)
+{
+    MemoryStream memory{codestream.data(), codestream.size(), 0};
+    const size_t chunk = std::clamp<size_t>(codestream.size(), 4096, 1u << 20);
+    std::unique_ptr<opj_stream_t, StreamDeleter> stream(opj_stream_create(chunk, OPJ_TRUE));
+    std::unique_ptr<opj_codec_t, CodecDeleter> codec(opj_create_decompress(OPJ_CODEC_J2K));
+    if (!stream || !codec) return CError(PLK_ERROR_OUT_OF_MEMORY, "OpenJPEG could not start");
+    opj_stream_set_user_data(stream.get(), &memory, nullptr);
+    opj_stream_set_user_data_length(stream.get(), codestream.size());
+    opj_stream_set_read_function(stream.get(), readBytes);
+    opj_stream_set_skip_function(stream.get(), skipBytes);
+    opj_stream_set_seek_function(stream.get(), seekTo);
+
+    Messages messages;
+    opj_set_error_handler(codec.get(), collectError, &messages);
+    opj_set_warning_handler(codec.get(), ignoreMessage, nullptr);
+    opj_set_info_handler(codec.get(), ignoreMessage, nullptr);
+
+    opj_dparameters_t parameters;
+    opj_set_default_decoder_parameters(&parameters);
+    parameters.cp_reduce = request.reduce;
+    parameters.cp_layer = request.layers;
+    if (!opj_setup_decoder(codec.get(), &parameters)) return failure(messages, "the decoder cannot be set up");
+    opj_decoder_set_strict_mode(codec.get(), request.strict ? OPJ_TRUE : OPJ_FALSE);
+    // Parallelism comes from decoding several tiles at once, not from splitting one.
+    opj_codec_set_threads(codec.get(), 1);
+
+    opj_image_t* raw = nullptr;
+    if (!opj_read_header(stream.get(), codec.get(), &raw)) {
+        opj_image_destroy(raw);
+        return failure(messages, "its header cannot be read");
+    }
+    image.reset(raw);
+    const GridRect& a = request.area;
+    if (!request.wholeImage && !opj_set_decode_area(codec.get(), image.get(), static_cast<OPJ_INT32>(a.x0),
+                                                    static_cast<OPJ_INT32>(a.y0), static_cast<OPJ_INT32>(a.x1),
+                                                    static_cast<OPJ_INT32>(a.y1)))
+        return failure(messages, "the region cannot be set");
+    if (!opj_decode(codec.get(), stream.get(), image.get()) || !opj_end_decompress(codec.get(), stream.get()))
+        return failure(messages, "OpenJPEG could not decode it");
+    for (OPJ_UINT32 i = 0; i < image->numcomps; ++i)
+        if (!image->comps[i].data && image->comps[i].w && image->comps[i].h)
+            return failure(messages, "a component was not decoded");
+    return {};
+}
+
+}  // namespace Engine
+}  // namespace PLK

@@ -1,0 +1,38 @@
+// Runs OpenJPEG over a code-stream held in memory. A fresh codec per call: OpenJPEG codecs
+// cannot decode a second region of a tiled image, and a codec per call keeps concurrent
+// decodes from sharing anything.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include <openjpeg.h>
+
+#include "CError.h"
+#include "jp2/CodestreamHeader.h"
+
+namespace PLK {
+namespace Engine {
+
+struct OpjImageDeleter {
+    void operator()(opj_image_t* image) const { opj_image_destroy(image); }
+};
+using OpjImage = std::unique_ptr<opj_image_t, OpjImageDeleter>;
+
+class OpjCodestreamDecoder {
+public:
+    struct Request {
+        uint32_t reduce = 0;     ///< resolution levels to drop
+        uint32_t layers = 0;     ///< quality layers to use, 0 = all
+        GridRect area;           ///< full-resolution reference grid
+        bool wholeImage = true;  ///< `area` is the whole image: no window needed
+        bool strict = true;      ///< fail on truncated or damaged data
+    };
+
+    /// Decodes `codestream`. On failure the error's text is OpenJPEG's own account.
+    static CError decode(const std::vector<uint8_t>& codestream, const Request& request, OpjImage& image);
+};
+
+}  // namespace Engine
+}  // namespace PLK

@@ -1,0 +1,47 @@
+// xrvtool: the format engine from the command line.
+//   xrvtool info FILE
+//   xrvtool render FILE OUT.png --size WxH [--extent x1,y1,x2,y2 | --window c0,r0,c1,r1]
+//          [--progressive] [--layers N] [--bands r,g,b] [--resample nearest|bilinear]
+//          [--clip PERCENT] [--pan COUNT,DX,DY] [--cache-mb MB]
+#include <QCoreApplication>
+#include <QStringList>
+#include <cstdio>
+
+#include "ConsoleLogger.h"
+#include "InfoCommand.h"
+#include "RenderCommand.h"
+#include "xrv60.h"
+
+namespace {
+
+void usage()
+{
+    std::fprintf(stderr,
+                 "usage: xrvtool info FILE\n"
+                 "       xrvtool render FILE OUT.png --size WxH [--extent x1,y1,x2,y2 | --window c0,r0,c1,r1]\n"
+                 "              [--progressive] [--layers N] [--bands r,g,b] [--resample nearest|bilinear]\n"
+                 "              [--clip PERCENT] [--pan COUNT,DX,DY] [--cache-mb MB]\n"
+                 "       add --verbose before the command for the engine's informational messages\n");
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    QStringList args = app.arguments().mid(1);
+    const bool verbose = args.removeAll(QStringLiteral("--verbose")) > 0;
+    if (args.isEmpty()) {
+        usage();
+        return 2;
+    }
+    ConsoleLogger logger(verbose ? PLK::LOG_INFO : PLK::LOG_WARNING);
+    PLK::CLog::RegisterLogger(&logger);
+    const QString command = args.takeFirst();
+    int result = 2;
+    if (command == QLatin1String("info")) result = runInfo(args);
+    else if (command == QLatin1String("render")) result = runRender(args);
+    else usage();
+    PLK::CLog::RegisterLogger(static_cast<PLK::ILogger<char>*>(nullptr));
+    return result;
+}

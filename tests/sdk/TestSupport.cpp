@@ -15,7 +15,7 @@ QString sharedTestData(const QString& relativePath)
 
 QString bundledSample()
 {
-    const QString path = QDir(QStringLiteral(XRV_BINARY_DIR)).filePath(QStringLiteral("share/sample/sample.jp2"));
+    const QString path = QDir(QStringLiteral(XRV_SAMPLE_DIR)).filePath(QStringLiteral("sample.jp2"));
     return QFileInfo::exists(path) ? path : QString();
 }
 

@@ -68,9 +68,11 @@ AxisSamples ViewGeometry::axis(double start, double end, uint32_t pixels, uint32
         const double u = onLevel - 0.5;
         const int64_t l = static_cast<int64_t>(std::floor(u));
         const int64_t l0 = std::min<int64_t>(std::max<int64_t>(l, 0), levelCells - 1);
-        const int64_t l1 = std::min<int64_t>(std::max<int64_t>(l + 1, 0), levelCells - 1);
+        int64_t l1 = std::min<int64_t>(std::max<int64_t>(l + 1, 0), levelCells - 1);
+        const float w = l0 == l1 ? 0.0f : static_cast<float>(u - l);
+        if (w == 0.0f) l1 = l0;  // a centre right on a cell needs no neighbour
         s.lower[i] = l0;
-        s.weight[i] = l0 == l1 ? 0.0f : static_cast<float>(u - l);
+        s.weight[i] = w;
         if (inside) {
             lo = std::min({lo, cell, l0});
             hi = std::max({hi, cell, l1});

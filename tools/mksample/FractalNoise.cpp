@@ -71,7 +71,9 @@ template <FractalNoise::Shape S>
 float shaped(float n)
 {
     if (S == FractalNoise::Shape::Plain) return n * kNormalise;
-    const float r = 1.0f - std::fabs(n * kNormalise);
+    // A softened |n| rounds the crests a little, so big ridges do not end in knife edges.
+    const float v = n * kNormalise;
+    const float r = 1.0f - std::sqrt(v * v + 0.004f);
     return r * r;
 }
 

@@ -14,7 +14,7 @@ class FractalNoise
 public:
     enum class Shape {
         Plain,   // the noise value itself, roughly in [-1, 1]
-        Ridged,  // (1 - |n|)^2: sharp crests where the noise crosses zero, for mountain chains
+        Ridged,  // about (1 - |n|)^2: crests where the noise crosses zero, for mountain chains
     };
 
     struct Octave {

@@ -12,8 +12,8 @@ using Shape = FractalNoise::Shape;
 
 // Horizontal size the texture pretends a pixel has, in metres; sets how steep the
 // relief looks in the hill-shade (independent of the georeferencing written to the file).
-constexpr float kTextureCell = 4.0f;
-constexpr float kSnowLine = 2300.0f;
+constexpr float kTextureCell = 6.0f;
+constexpr float kSnowLine = 2500.0f;
 
 struct Rgb {
     float r, g, b;
@@ -35,25 +35,28 @@ float smoothstep(float e0, float e1, float x)
     return t * t * (3.0f - 2.0f * t);
 }
 
+// Turquoise shallows along the coasts, darkening quickly to open-sea blue.
 Rgb waterColour(float depth)
 {
-    const Rgb shallow{64, 138, 158};
-    const Rgb deep{14, 44, 84};
-    return lerp(shallow, deep, smoothstep(0.0f, 180.0f, depth));
+    const Rgb shallow{78, 160, 170}, mid{32, 96, 138}, deep{16, 48, 92};
+    const Rgb c = lerp(shallow, mid, smoothstep(0.0f, 35.0f, depth));
+    return lerp(c, deep, smoothstep(30.0f, 400.0f, depth));
 }
 
-// Vegetation follows moisture in the lowlands and thins out with height.
-Rgb landColour(float h, float slope, float moisture, float snowNoise)
+// Meadows follow moisture; woods grow in patches where it is wettest, up to the tree
+// line; above it alpine browns, then rock (also on any steep face), then snow.
+Rgb landColour(float h, float slope, float moisture, float patches, float snowNoise, float& woods)
 {
-    const Rgb sand{206, 192, 142}, dry{158, 152, 88}, lush{72, 122, 52}, forest{40, 78, 38};
-    const Rgb bare{128, 108, 80}, rock{122, 118, 112}, snow{244, 246, 250};
-    Rgb c = lerp(dry, lush, smoothstep(-0.4f, 0.5f, moisture));
-    c = lerp(c, forest, smoothstep(250.0f, 700.0f, h) * smoothstep(-0.2f, 0.3f, moisture));
-    c = lerp(c, bare, smoothstep(1000.0f, 1500.0f, h));
-    c = lerp(c, rock, std::max(smoothstep(1500.0f, 2000.0f, h), smoothstep(0.9f, 1.6f, slope)));
-    const float snowLine = kSnowLine + 250.0f * snowNoise + 400.0f * slope;
-    c = lerp(c, snow, smoothstep(snowLine - 80.0f, snowLine + 80.0f, h));
-    return lerp(sand, c, smoothstep(2.0f, 12.0f, h));
+    const Rgb sand{210, 196, 148}, dry{162, 154, 98}, lush{82, 124, 58}, forest{40, 72, 38};
+    const Rgb alpine{134, 116, 86}, rock{132, 127, 120}, snow{244, 246, 250};
+    Rgb c = lerp(dry, lush, smoothstep(-0.5f, 0.2f, moisture));
+    woods = smoothstep(0.30f, 0.42f, 0.8f * moisture + patches) * (1.0f - smoothstep(1300.0f, 1700.0f, h));
+    c = lerp(c, forest, woods);
+    c = lerp(c, alpine, smoothstep(1400.0f, 1800.0f, h));
+    c = lerp(c, rock, std::max(smoothstep(1800.0f, 2300.0f, h), smoothstep(1.3f, 2.2f, slope)));
+    const float snowLine = kSnowLine + 200.0f * snowNoise + 300.0f * slope;
+    c = lerp(c, snow, smoothstep(snowLine - 60.0f, snowLine + 60.0f, h));
+    return lerp(sand, c, smoothstep(2.0f, 10.0f, h));
 }
 
 }  // namespace
@@ -62,7 +65,8 @@ Rgb landColour(float h, float slope, float moisture, float snowNoise)
 struct TextureGenerator::Terrain {
     int w = 0, h = 0;
     std::vector<float> height;    // (w + 2) x (h + 2), metres above sea level
-    std::vector<float> moisture;  // w x h, about -1 .. 1
+    std::vector<float> moisture;  // w x h, about -1 .. 1, broad wet and dry regions
+    std::vector<float> patches;   // w x h, about -1 .. 1, where woods and clearings alternate
     std::vector<float> detail;    // w x h, fine texture, about -1 .. 1
 
     float heightAt(int x, int y) const { return height[static_cast<size_t>(y + 1) * (w + 2) + (x + 1)]; }
@@ -83,16 +87,18 @@ TextureGenerator::Terrain TextureGenerator::computeTerrain(int x0, int y0, int w
     const int bw = w + 2, bh = h + 2;
     std::vector<float> relief(static_cast<size_t>(bw) * bh, 0.0f);
     std::vector<float> ridges(relief.size(), 0.0f);
-    FractalNoise::addOctaves(relief.data(), x0 - 1, y0 - 1, bw, bh, 12, 1, 1.0f, 0.5f, m_seed);
-    FractalNoise::addOctaves(ridges.data(), x0 - 1, y0 - 1, bw, bh, 10, 3, 0.6f, 0.5f, m_seed + 7u, Shape::Ridged);
+    FractalNoise::addOctaves(relief.data(), x0 - 1, y0 - 1, bw, bh, 12, 3, 1.0f, 0.5f, m_seed);
+    FractalNoise::addOctaves(ridges.data(), x0 - 1, y0 - 1, bw, bh, 10, 3, 0.6f, 0.45f, m_seed + 7u, Shape::Ridged);
     t.height.resize(relief.size());
     for (size_t i = 0; i < relief.size(); ++i) {
         // Mountains rise only well inland; the broad relief sets coasts and valleys.
         const float inland = smoothstep(0.05f, 0.55f, relief[i]);
-        t.height[i] = 700.0f * relief[i] + 2600.0f * inland * ridges[i] * ridges[i] + 60.0f;
+        t.height[i] = 700.0f * relief[i] + 3200.0f * inland * ridges[i] * ridges[i] + 60.0f;
     }
     t.moisture.assign(static_cast<size_t>(w) * h, 0.0f);
-    FractalNoise::addOctaves(t.moisture.data(), x0, y0, w, h, 9, 5, 0.7f, 0.5f, m_seed + 13u);
+    FractalNoise::addOctaves(t.moisture.data(), x0, y0, w, h, 9, 6, 0.7f, 0.5f, m_seed + 13u);
+    t.patches.assign(t.moisture.size(), 0.0f);
+    FractalNoise::addOctaves(t.patches.data(), x0, y0, w, h, 7, 3, 0.6f, 0.5f, m_seed + 17u);
     t.detail.assign(static_cast<size_t>(w) * h, 0.0f);
     FractalNoise::addOctaves(t.detail.data(), x0, y0, w, h, 3, 1, 0.6f, 0.6f, m_seed + 29u);
     return t;
@@ -114,9 +120,11 @@ TextureGenerator::Pixel TextureGenerator::shade(const Terrain& t, int x, int y) 
     const float slope = std::sqrt(dzdx * dzdx + dzdy * dzdy);
     // Light from the north-west, 45 degrees up; x runs east, y runs south.
     const float lambert = (dzdx * 0.5f + dzdy * 0.5f + 0.7071f) / std::sqrt(1.0f + slope * slope);
-    const float light = 0.30f + 0.95f * clamp01(lambert);
-    Rgb c = landColour(h, slope, t.moisture[i], detail);
-    const float grain = light * (1.0f + 0.08f * detail);
+    const float light = 0.45f + 0.75f * clamp01(lambert);
+    float woods = 0.0f;
+    Rgb c = landColour(h, slope, t.moisture[i], t.patches[i], detail, woods);
+    // Woods get a coarse canopy grain, open land a faint one.
+    const float grain = light * (1.0f + (0.08f + 0.22f * woods) * detail);
     return {{c.r * grain, c.g * grain, c.b * grain}, h};
 }
 

@@ -35,7 +35,7 @@ int main(int argc, char** argv)
         usage();
         return 2;
     }
-    ConsoleLogger logger(verbose ? PLK::LOG_INFO : PLK::LOG_WARNING);
+    ConsoleLogger logger(verbose ? PLK::LOG_DEBUG : PLK::LOG_WARNING);
     PLK::CLog::RegisterLogger(&logger);
     const QString command = args.takeFirst();
     int result = 2;

@@ -74,7 +74,7 @@ void CrsDescriber::describe(const OGRSpatialReference* crs, PLKProjectionFormat 
         out.datum = text(crs->GetAttrValue("DATUM"));
         out.projection = text(crs->GetName());
     } else {
-        out.datum = datumCode(*crs);
+        out.datum = datumCode(*crs, out.epsg);
         out.projection = projectionCode(*crs);
     }
     if (out.datum.empty()) out.datum = kRaw;
@@ -105,14 +105,22 @@ PLKCellSizeUnits CrsDescriber::units(const OGRSpatialReference& crs)
     return PLK_UNITS_UNKNOWN;
 }
 
-std::string CrsDescriber::datumCode(const OGRSpatialReference& crs)
+std::string CrsDescriber::datumCode(const OGRSpatialReference& crs, int epsg)
+{
+    if (const char* known = wellKnownDatum(epsgDatumCode(crs))) return known;
+    // A .prj or GeoJP2 box may name the CRS by code but spell its datum out without one.
+    OGRSpatialReference byCode;
+    if (epsg > 0 && byCode.importFromEPSG(epsg) == OGRERR_NONE) {
+        if (const char* known = wellKnownDatum(epsgDatumCode(byCode))) return known;
+    }
+    return text(crs.GetAttrValue("DATUM"));
+}
+
+int CrsDescriber::epsgDatumCode(const OGRSpatialReference& crs)
 {
     const char* code = crs.GetAuthorityCode("DATUM");
     const char* authority = crs.GetAuthorityName("DATUM");
-    if (code && authority && std::strcmp(authority, "EPSG") == 0) {
-        if (const char* known = wellKnownDatum(std::atoi(code))) return known;
-    }
-    return text(crs.GetAttrValue("DATUM"));
+    return code && authority && std::strcmp(authority, "EPSG") == 0 ? std::atoi(code) : 0;
 }
 
 std::string CrsDescriber::projectionCode(const OGRSpatialReference& crs)

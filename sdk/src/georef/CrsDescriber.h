@@ -19,7 +19,8 @@ public:
 private:
     static int epsgCode(const OGRSpatialReference& crs);
     static PLKCellSizeUnits units(const OGRSpatialReference& crs);
-    static std::string datumCode(const OGRSpatialReference& crs);
+    static std::string datumCode(const OGRSpatialReference& crs, int epsg);
+    static int epsgDatumCode(const OGRSpatialReference& crs);
     static std::string projectionCode(const OGRSpatialReference& crs);
 };
 

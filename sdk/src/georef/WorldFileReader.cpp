@@ -17,7 +17,7 @@ bool WorldFileReader::isLocalPath(const std::string& path)
 {
     // GDAL would happily follow "/vsicurl/..." or "/vsizip/..." names to the network or into
     // archives; only plain paths on disk are ours to look beside.
-    return !path.empty() && path.compare(0, 5, "/vsi") != 0;
+    return !path.empty() && path.rfind("/vsi", 0) != 0;
 }
 
 bool WorldFileReader::readGeoTransform(const std::string& imagePath, double gt[6])

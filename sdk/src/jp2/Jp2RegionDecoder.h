@@ -33,6 +33,7 @@ public:
                   const std::atomic<bool>* cancel, bool resilient) override;
 
     const TilePartIndex& index() const { return m_index; }
+    const CodestreamHeader& header() const { return m_header; }
 
 private:
     CError checkRequest(uint32_t tile, uint32_t level, const LevelRect& rect) const;

@@ -237,6 +237,8 @@ void ViewEngine::runPasses(uint64_t generation)
         if (error) CLog::Log("view", LOG_ERROR, "%s", error.GetErrorText());
         const bool last = level == target;
         const unsigned refreshMs = config().GetRefreshTimeMS();
+        CLog::Log("view", LOG_DEBUG, "pass at level %u of %u ready (%u of %u blocks)", level, target,
+                  m_blocksAvailable.load(), m_blocksInView.load());
         if (last || refreshMs == 0 || nowMs() - m_lastDeliveryMs.load() >= refreshMs) {
             if (!deliver(view, frame)) return;
         }

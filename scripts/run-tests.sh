@@ -15,6 +15,7 @@ bash "$root/scripts/build.sh" "$root/build"
 if [ "${SANITIZERS:-1}" = "1" ]; then
   # Sanitizer builds skip the sample (the normal build made it and the tests find it there).
   export ASAN_OPTIONS="detect_leaks=1:abort_on_error=1"
+  export LSAN_OPTIONS="suppressions=$root/tests/lsan.supp:print_suppressions=0"
   export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
   bash "$root/scripts/build.sh" "$root/build-asan" -DXRV_SANITIZE=address,undefined -DXRV_BUILD_SAMPLE=OFF \
     -DXRV_SAMPLE_DIR="$root/build/share/sample"

@@ -544,5 +544,5 @@ void TestView::closedViewAnswersSafely()
     QVERIFY(view.Close(true).Success());
 }
 
-QTEST_MAIN(TestView)
+QTEST_GUILESS_MAIN(TestView)
 #include "tst_view.moc"

@@ -21,7 +21,7 @@ if [ "${SANITIZERS:-1}" = "1" ]; then
     -DXRV_SAMPLE_DIR="$root/build/share/sample"
   (cd "$root/build-asan" && ctest --output-on-failure -j"$jobs" -L sanitize)
 
-  export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1"
+  export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1:suppressions=$root/tests/tsan.supp"
   bash "$root/scripts/build.sh" "$root/build-tsan" -DXRV_SANITIZE=thread -DXRV_BUILD_SAMPLE=OFF \
     -DXRV_SAMPLE_DIR="$root/build/share/sample"
   (cd "$root/build-tsan" && ctest --output-on-failure -j"$jobs" -L threads)

@@ -18,7 +18,7 @@ public:
     };
 
     struct Octave {
-        int log2Wavelength;  // 1 (2 pixels) .. 24
+        int log2Wavelength;  // 1 (2 pixels) .. 16 (65536 pixels)
         float amplitude;
         uint32_t seed;
     };
@@ -28,8 +28,8 @@ public:
     static void addOctave(float* block, int x0, int y0, int w, int h, const Octave& octave,
                           Shape shape = Shape::Plain);
 
-    // Adds octaves log2Wavelength = top, top-1, ..., bottom with amplitude halving
-    // (times `persistence` * 2) at each step, starting from `amplitude`.
+    // Adds the octaves log2Wavelength = top, top - 1, ..., bottom: the first with
+    // `amplitude`, each next one with the previous amplitude times `persistence`.
     static void addOctaves(float* block, int x0, int y0, int w, int h, int top, int bottom,
                            float amplitude, float persistence, uint32_t seed,
                            Shape shape = Shape::Plain);

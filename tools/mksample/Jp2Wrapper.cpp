@@ -52,6 +52,8 @@ Jp2Wrapper::Jp2Wrapper(Jp2Content content) : m_content(std::move(content))
     GDALAllRegister();
     // Nothing here should leave .aux.xml side files next to the output.
     CPLSetConfigOption("GDAL_PAM_ENABLED", "NO");
+    if (m_content.georeference)
+        m_rpc = RpcModel::forImage(*m_content.georeference, m_content.format.width, m_content.format.height);
 }
 
 void Jp2Wrapper::describeBands(GDALDatasetH vrt) const
@@ -74,7 +76,7 @@ void Jp2Wrapper::describeGeoreference(GDALDatasetH vrt, const Georeference& g) c
     OSRDestroySpatialReference(srs);
     if (!known) fail("unknown coordinate system EPSG:" + std::to_string(g.epsg));
 
-    GDALRPCInfoV2 rpc = RpcModel::forImage(g, m_content.format.width, m_content.format.height);
+    GDALRPCInfoV2 rpc = m_rpc;
     StringList rpcMetadata(RPCInfoV2ToMD(&rpc));
     if (GDALSetMetadata(vrt, rpcMetadata.get(), "RPC") != CE_None) fail("cannot set the RPC metadata");
 }

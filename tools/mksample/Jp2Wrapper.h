@@ -25,6 +25,8 @@ struct Jp2Content {
 class Jp2Wrapper
 {
 public:
+    // Checks the coordinate system and works out the RPC model at once, so a bad
+    // --epsg fails before any time is spent on encoding. Throws std::runtime_error.
     explicit Jp2Wrapper(Jp2Content content);
 
     // Throws std::runtime_error with GDAL's message when anything fails.
@@ -38,4 +40,5 @@ private:
     void checkJp2(const std::string& jp2Path) const;
 
     Jp2Content m_content;
+    GDALRPCInfoV2 m_rpc{};
 };

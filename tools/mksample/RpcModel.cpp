@@ -46,7 +46,7 @@ RpcModel::Footprint RpcModel::footprint(const Georeference& g, int width, int he
     if (ct) OCTDestroyCoordinateTransformation(ct);
     OSRDestroySpatialReference(src);
     OSRDestroySpatialReference(wgs84);
-    if (!ok) throw std::runtime_error("cannot map EPSG:" + std::to_string(g.epsg) + " to WGS 84 for the RPC model");
+    if (!ok) throw std::runtime_error("cannot map EPSG:" + std::to_string(g.epsg) + " to WGS 84 (unknown code?)");
     Footprint f{x[0], y[0], x[1], y[1], x[2], y[2], 0, 0};
     for (int i = 3; i < 7; ++i) {
         f.halfLon = std::max(f.halfLon, std::fabs(x[i] - f.centreLon));

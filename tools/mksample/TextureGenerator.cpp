@@ -43,20 +43,25 @@ Rgb waterColour(float depth)
     return lerp(c, deep, smoothstep(30.0f, 400.0f, depth));
 }
 
+struct LandCover {
+    Rgb colour;
+    float woods;  // 0 open land .. 1 forest
+};
+
 // Meadows follow moisture; woods grow in patches where it is wettest, up to the tree
 // line; above it alpine browns, then rock (also on any steep face), then snow.
-Rgb landColour(float h, float slope, float moisture, float patches, float snowNoise, float& woods)
+LandCover landCover(float h, float slope, float moisture, float patches, float snowNoise)
 {
     const Rgb sand{210, 196, 148}, dry{162, 154, 98}, lush{82, 124, 58}, forest{40, 72, 38};
     const Rgb alpine{134, 116, 86}, rock{132, 127, 120}, snow{244, 246, 250};
     Rgb c = lerp(dry, lush, smoothstep(-0.5f, 0.2f, moisture));
-    woods = smoothstep(0.30f, 0.42f, 0.8f * moisture + patches) * (1.0f - smoothstep(1300.0f, 1700.0f, h));
+    const float woods = smoothstep(0.30f, 0.42f, 0.8f * moisture + patches) * (1.0f - smoothstep(1300.0f, 1700.0f, h));
     c = lerp(c, forest, woods);
     c = lerp(c, alpine, smoothstep(1400.0f, 1800.0f, h));
     c = lerp(c, rock, std::max(smoothstep(1800.0f, 2300.0f, h), smoothstep(1.3f, 2.2f, slope)));
     const float snowLine = kSnowLine + 200.0f * snowNoise + 300.0f * slope;
     c = lerp(c, snow, smoothstep(snowLine - 60.0f, snowLine + 60.0f, h));
-    return lerp(sand, c, smoothstep(2.0f, 10.0f, h));
+    return {lerp(sand, c, smoothstep(2.0f, 10.0f, h)), woods};
 }
 
 }  // namespace
@@ -121,10 +126,10 @@ TextureGenerator::Pixel TextureGenerator::shade(const Terrain& t, int x, int y) 
     // Light from the north-west, 45 degrees up; x runs east, y runs south.
     const float lambert = (dzdx * 0.5f + dzdy * 0.5f + 0.7071f) / std::sqrt(1.0f + slope * slope);
     const float light = 0.45f + 0.75f * clamp01(lambert);
-    float woods = 0.0f;
-    Rgb c = landColour(h, slope, t.moisture[i], t.patches[i], detail, woods);
+    const LandCover land = landCover(h, slope, t.moisture[i], t.patches[i], detail);
+    const Rgb& c = land.colour;
     // Woods get a coarse canopy grain, open land a faint one.
-    const float grain = light * (1.0f + (0.08f + 0.22f * woods) * detail);
+    const float grain = light * (1.0f + (0.08f + 0.22f * land.woods) * detail);
     return {{c.r * grain, c.g * grain, c.b * grain}, h};
 }
 
@@ -140,24 +145,38 @@ float TextureGenerator::opacity(int x, int y) const
     return clamp01(0.5f - outside / 2.0f);
 }
 
-void TextureGenerator::storePixel(const Pixel& p, size_t index, size_t bandStride, std::vector<uint8_t>& out) const
+// Writes one sample, clamped, at sample position `pos`: a byte at 8 bits, a native
+// uint16 at 16 (copied bytewise, the buffer being bytes).
+void TextureGenerator::putSample(std::vector<uint8_t>& out, size_t pos, float value, float max) const
+{
+    const float v = std::min(max, std::max(0.0f, value + 0.5f));
+    if (m_format.bits <= 8) {
+        out[pos] = static_cast<uint8_t>(v);
+        return;
+    }
+    const uint16_t v16 = static_cast<uint16_t>(v);
+    std::memcpy(&out[pos * 2], &v16, 2);
+}
+
+void TextureGenerator::storePixel(const Pixel& p, float opacity, size_t index, size_t bandStride,
+                                  std::vector<uint8_t>& out) const
 {
     float v[3] = {p.colour.r, p.colour.g, p.colour.b};
     if (m_format.bands == 1) v[0] = 0.299f * v[0] + 0.587f * v[1] + 0.114f * v[2];
-    const int colourBands = std::min(m_format.bands, 3);
-    if (m_format.bits <= 8) {
-        for (int b = 0; b < colourBands; ++b)
-            out[b * bandStride + index] = static_cast<uint8_t>(std::min(255.0f, std::max(0.0f, v[b] + 0.5f)));
-        return;
+    float max = 255.0f;
+    if (m_format.bits > 8) {
+        // 16-bit images carry 12 significant bits: an elevation field for one band,
+        // the colours scaled up for three. Opacity still spans the full range.
+        max = 4095.0f;
+        if (m_format.bands == 1) v[0] = (p.elevation + 500.0f) * (4095.0f / 3800.0f);
+        else
+            for (float& c : v) c *= 4095.0f / 255.0f;
     }
-    // 16-bit images carry 12 significant bits: an elevation field for one band, the
-    // colours scaled up for three.
-    if (m_format.bands == 1) v[0] = (p.elevation + 500.0f) * (4095.0f / 3800.0f);
-    else
-        for (float& c : v) c *= 4095.0f / 255.0f;
-    uint16_t* out16 = reinterpret_cast<uint16_t*>(out.data());
-    for (int b = 0; b < colourBands; ++b)
-        out16[b * bandStride + index] = static_cast<uint16_t>(std::min(4095.0f, std::max(0.0f, v[b] + 0.5f)));
+    for (int b = 0; b < std::min(m_format.bands, 3); ++b) putSample(out, b * bandStride + index, v[b], max);
+    if (m_format.bands == 4) {
+        const float opaque = m_format.bits <= 8 ? 255.0f : 65535.0f;
+        putSample(out, 3 * bandStride + index, opacity * opaque, opaque);
+    }
 }
 
 void TextureGenerator::renderTile(int x0, int y0, int w, int h, std::vector<uint8_t>& out) const
@@ -166,15 +185,10 @@ void TextureGenerator::renderTile(int x0, int y0, int w, int h, std::vector<uint
     const size_t bandStride = static_cast<size_t>(w) * h;
     out.assign(bandStride * m_format.bands * m_format.bytesPerSample(), 0);
     const bool withOpacity = m_format.bands == 4;
-    const float opaque = m_format.bits <= 8 ? 255.0f : 65535.0f;
     for (int y = 0; y < h; ++y) {
         for (int x = 0; x < w; ++x) {
-            const size_t index = static_cast<size_t>(y) * w + x;
-            storePixel(shade(terrain, x, y), index, bandStride, out);
-            if (!withOpacity) continue;
-            const float a = opacity(x0 + x, y0 + y) * opaque + 0.5f;
-            if (m_format.bits <= 8) out[3 * bandStride + index] = static_cast<uint8_t>(a);
-            else reinterpret_cast<uint16_t*>(out.data())[3 * bandStride + index] = static_cast<uint16_t>(a);
+            const float alpha = withOpacity ? opacity(x0 + x, y0 + y) : 1.0f;
+            storePixel(shade(terrain, x, y), alpha, static_cast<size_t>(y) * w + x, bandStride, out);
         }
     }
 }

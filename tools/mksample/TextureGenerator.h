@@ -29,7 +29,8 @@ private:
     Terrain computeTerrain(int x0, int y0, int w, int h) const;
     Pixel shade(const Terrain& t, int x, int y) const;
     float opacity(int x, int y) const;
-    void storePixel(const Pixel& p, size_t index, size_t bandStride, std::vector<uint8_t>& out) const;
+    void storePixel(const Pixel& p, float opacity, size_t index, size_t bandStride, std::vector<uint8_t>& out) const;
+    void putSample(std::vector<uint8_t>& out, size_t pos, float value, float max) const;
 
     RasterFormat m_format;
     uint32_t m_seed;

@@ -7,6 +7,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -125,6 +126,7 @@ std::string describeXml(const Options& o)
     const RasterFormat& f = o.format;
     const J2kCodingParameters& c = o.coding;
     std::ostringstream x;
+    x.precision(12);  // coordinates in full, not as 5.3e+06
     x << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
       << "<SampleImage generator=\"mksample\">\n"
       << "  <Title>Synthetic landscape</Title>\n"
@@ -184,6 +186,10 @@ void run(const Options& o)
     TemporaryFile codestream{stem + ".j2k"};
     TemporaryFile jp2{stem + ".jp2"};
 
+    Jp2Content content{o.format, std::nullopt, describeXml(o)};
+    if (o.georeferenced) content.georeference = o.georeference;
+    const Jp2Wrapper wrapper(content);
+
     const auto start = std::chrono::steady_clock::now();
     const TextureGenerator texture(o.format);
     const TiledJ2kEncoder encoder(o.format, o.coding);
@@ -193,9 +199,7 @@ void run(const Options& o)
     const double encodeSeconds = secondsSince(start);
 
     const auto wrapStart = std::chrono::steady_clock::now();
-    Jp2Content content{o.format, std::nullopt, describeXml(o)};
-    if (o.georeferenced) content.georeference = o.georeference;
-    Jp2Wrapper(content).wrap(codestream.path.string(), jp2.path.string());
+    wrapper.wrap(codestream.path.string(), jp2.path.string());
     // Readers never see a half-written file: the finished one replaces the old at once.
     fs::rename(jp2.path, out);
     jp2.path.clear();

@@ -1,5 +1,6 @@
 #include "georef/GdalByteSourceFilesystem.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>

@@ -21,8 +21,8 @@ public:
 
     /// Installs the handler in GDAL once; later calls do nothing. Thread-safe. Returns false
     /// when GDAL refused the handler (every open through it then fails).
-    /// GDAL's handler table is not locked: call this (PLKInit does, through the reader) before
-    /// other threads of the process use GDAL files, which the first read guarantees for ours.
+    /// GDAL does not lock its handler table, so installing races with other threads of the
+    /// process that open GDAL files at that moment; engine start-up is the safe place.
     static bool install();
 
     /// Makes `source` readable by GDAL and returns its unique virtual path, which ends in the

@@ -42,9 +42,6 @@ GdalReadScope::GdalReadScope()
     CPLPushErrorHandler(CPLQuietErrorHandler);
     setOption("GDAL_PAM_ENABLED", "NO");
     setOption("GDAL_DISABLE_READDIR_ON_OPEN", "EMPTY_DIR");
-    // Opening is all we do; no pixel is read. One decoder thread keeps GDAL from starting a
-    // pool for an image whose pixels the engine decodes itself.
-    setOption("GDAL_NUM_THREADS", "1");
     m_fetchRefusalPushed = CPLHTTPPushFetchCallback(refuseFetch, nullptr) != 0;
 }
 
@@ -53,6 +50,9 @@ GdalReadScope::~GdalReadScope()
     if (m_fetchRefusalPushed) CPLHTTPPopFetchCallback();
     for (auto it = m_saved.rbegin(); it != m_saved.rend(); ++it)
         CPLSetThreadLocalConfigOption(it->first.c_str(), it->second.first ? it->second.second.c_str() : nullptr);
+    // A file GDAL could not place is no error of the caller's: leave no error state behind for
+    // a host that checks GDAL's last error on this thread.
+    CPLErrorReset();
     CPLPopErrorHandler();
 }
 

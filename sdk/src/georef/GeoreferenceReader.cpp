@@ -1,5 +1,6 @@
 #include "georef/GeoreferenceReader.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include <gdal_priv.h>
@@ -16,9 +17,10 @@ namespace Engine {
 
 namespace {
 
-// The JPEG 2000 drivers a GDAL build may have; whichever are present may open our images, and
-// nothing else may (a virtual file must never be taken for a VRT that points elsewhere).
-const char* const kJpeg2000Drivers[] = {"JP2OpenJPEG", "JP2KAK", "JP2ECW", "JP2Lura", "JPEG2000", nullptr};
+// Only GDAL's OpenJPEG driver may open our images: the engine decodes with OpenJPEG too, so
+// both agree on what a file holds, and a virtual file is never taken for a VRT or any other
+// format that could point GDAL elsewhere.
+const char* const kJpeg2000Drivers[] = {"JP2OpenJPEG", nullptr};
 
 // What one open of the image told us, under one choice of georeferencing boxes.
 struct DatasetFacts {

@@ -217,6 +217,9 @@ CError CodestreamHeader::finish()
 
 CError CodestreamHeader::splitPackedHeaders()
 {
+    // Encoders may write the segments in any order; their index says where each belongs.
+    std::stable_sort(m_ppmSegments.begin(), m_ppmSegments.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
     std::vector<uint8_t> all;
     for (const auto& segment : m_ppmSegments) all.insert(all.end(), segment.second.begin(), segment.second.end());
     m_ppmSegments.clear();
@@ -247,6 +250,14 @@ GridRect CodestreamHeader::tileBounds(uint32_t tile) const
     r.x1 = static_cast<uint32_t>(std::min<uint64_t>(xtosiz + (p + 1) * xtsiz, xsiz));
     r.y1 = static_cast<uint32_t>(std::min<uint64_t>(ytosiz + (q + 1) * ytsiz, ysiz));
     return r;
+}
+
+bool CodestreamHeader::tileHasSamples(uint32_t tile) const
+{
+    const GridRect t = tileBounds(tile);
+    for (const CodestreamComponent& c : components)
+        if (ceilDiv(t.x0, c.dx) < ceilDiv(t.x1, c.dx) && ceilDiv(t.y0, c.dy) < ceilDiv(t.y1, c.dy)) return true;
+    return false;
 }
 
 uint32_t CodestreamHeader::minResolutions() const

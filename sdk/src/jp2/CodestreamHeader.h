@@ -59,6 +59,9 @@ public:
     uint32_t tileCount() const { return tilesAcross * tilesDown; }
     /// The part of the image tile `tile` covers, on the full-resolution reference grid.
     GridRect tileBounds(uint32_t tile) const;
+    /// Whether any component has a sample inside the tile. Sub-sampling can leave a thin edge
+    /// tile without any, and encoders then write no data for it.
+    bool tileHasSamples(uint32_t tile) const;
 
     uint16_t rsiz = 0;
     std::vector<CodestreamComponent> components;

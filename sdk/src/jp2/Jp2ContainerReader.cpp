@@ -33,8 +33,8 @@ CError Jp2ContainerReader::open(const std::shared_ptr<ByteSource>& source, Opene
 
     TilePartIndex index;
     index.build(*source, boxes.codestreamOffset + header.mainHeaderLength,
-                boxes.codestreamOffset + boxes.codestreamLength, header.tileCount());
-    if (index.missingTiles() == index.tileCount())
+                boxes.codestreamOffset + boxes.codestreamLength, header);
+    if (!index.hasData())
         return Jp2Messages::explain(CError(PLK_ERROR_CORRUPT_CODESTREAM, "it holds no tile data"), name,
                                     Jp2Messages::Part::Codestream);
 

@@ -1,6 +1,7 @@
 #include "jp2/Jp2RegionDecoder.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 #include "jp2/Jp2Messages.h"
@@ -92,21 +93,41 @@ CError Jp2RegionDecoder::decode(uint32_t tile, uint32_t level, uint32_t layers, 
 {
     if (const CError error = checkRequest(tile, level, rect)) return error;
     if (rect.empty()) {
-        out.allocate(0, 0, static_cast<uint32_t>(m_channels.size()));
+        out.allocate(static_cast<uint32_t>(rect.width()), static_cast<uint32_t>(rect.height()),
+                     static_cast<uint32_t>(m_channels.size()));
         return {};
     }
     if (cancel && cancel->load()) return Jp2Messages::cancelled();
+    const uint32_t dataTile = tileWithSamples(tile);
     std::vector<uint8_t> codestream;
     const TileCodestream builder(*m_source, m_header, m_index);
-    if (const CError error = builder.build(tile, level, resilient, codestream))
+    if (const CError error = builder.build(dataTile, level, resilient, codestream))
         return Jp2Messages::explain(error, m_source->name(), Jp2Messages::Part::Codestream);
     // The read may have taken long on a remote source; OpenJPEG cannot be stopped once started.
     if (cancel && cancel->load()) return Jp2Messages::cancelled();
     OpjImage image;
-    if (const CError error = runDecoder(tile, level, layers, rect, resilient, codestream, image))
-        return Jp2Messages::explain(CError(error.GetErrorNumber(), "tile " + std::to_string(tile) + ": " + error.message()),
-                                    m_source->name(), Jp2Messages::Part::Codestream);
+    const GridRect area = dataTile == tile ? decodeArea(tile, level, rect) : m_header.tileBounds(dataTile);
+    if (const CError error = runDecoder(dataTile, level, layers, area, codestream, image))
+        return damaged("tile " + std::to_string(dataTile) + ": " + error.message());
     return fill(*image, level, rect, out);
+}
+
+uint32_t Jp2RegionDecoder::tileWithSamples(uint32_t tile) const
+{
+    if (m_header.tileHasSamples(tile)) return tile;
+    const int64_t p = tile % m_header.tilesAcross, q = tile / m_header.tilesAcross;
+    const int64_t across = m_header.tilesAcross, down = m_header.tilesDown;
+    for (int64_t ring = 1; ring < std::max(across, down); ++ring) {
+        for (int64_t dq = -ring; dq <= ring; ++dq) {
+            for (int64_t dp = -ring; dp <= ring; ++dp) {
+                if (std::max(std::abs(dp), std::abs(dq)) != ring) continue;
+                if (p + dp < 0 || p + dp >= across || q + dq < 0 || q + dq >= down) continue;
+                const uint32_t candidate = static_cast<uint32_t>((q + dq) * across + p + dp);
+                if (m_header.tileHasSamples(candidate)) return candidate;
+            }
+        }
+    }
+    return tile;
 }
 
 CError Jp2RegionDecoder::checkRequest(uint32_t tile, uint32_t level, const LevelRect& rect) const
@@ -144,17 +165,16 @@ GridRect Jp2RegionDecoder::decodeArea(uint32_t tile, uint32_t level, const Level
     return area;
 }
 
-CError Jp2RegionDecoder::runDecoder(uint32_t tile, uint32_t level, uint32_t layers, const LevelRect& rect,
-                                    bool resilient, const std::vector<uint8_t>& codestream, OpjImage& image) const
+CError Jp2RegionDecoder::runDecoder(uint32_t tile, uint32_t level, uint32_t layers, const GridRect& area,
+                                    const std::vector<uint8_t>& codestream, OpjImage& image) const
 {
     const GridRect whole = m_header.tileBounds(tile);
     OpjCodestreamDecoder::Request request;
     request.reduce = level;
     request.layers = layers >= m_header.layers ? 0 : layers;
-    request.area = decodeArea(tile, level, rect);
+    request.area = area;
     request.wholeImage = request.area.x0 == whole.x0 && request.area.y0 == whole.y0 &&
                          request.area.x1 == whole.x1 && request.area.y1 == whole.y1;
-    request.strict = !resilient;
     const CError error = OpjCodestreamDecoder::decode(codestream, request, image);
     if (!error || request.wholeImage) return error;
     // OpenJPEG 2.5.0 trips over some code-streams (packet markers with packed headers) when it

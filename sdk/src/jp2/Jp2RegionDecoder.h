@@ -40,7 +40,10 @@ private:
     /// The full-resolution window OpenJPEG decodes for `rect`, widened so that sub-sampled
     /// components include the cells the rectangle's edge cells replicate.
     GridRect decodeArea(uint32_t tile, uint32_t level, const LevelRect& rect) const;
-    CError runDecoder(uint32_t tile, uint32_t level, uint32_t layers, const LevelRect& rect, bool resilient,
+    /// The tile whose data gives `tile`'s cells: itself, or for a tile without samples of its
+    /// own the nearest one with some, whose edge cells are then repeated.
+    uint32_t tileWithSamples(uint32_t tile) const;
+    CError runDecoder(uint32_t tile, uint32_t level, uint32_t layers, const GridRect& area,
                       const std::vector<uint8_t>& codestream, OpjImage& image) const;
     CError fill(const opj_image_t& image, uint32_t level, const LevelRect& rect, RegionBuffer& out) const;
     void fillBand(const opj_image_comp_t& comp, const Jp2Channel& channel, uint32_t level,

@@ -46,20 +46,33 @@ OPJ_BOOL seekTo(OPJ_OFF_T offset, void* user)
     return OPJ_TRUE;
 }
 
-// OpenJPEG reports through callbacks; we keep its errors for the message the user sees.
+// OpenJPEG reports through callbacks; its errors, or failing those its first warning, become
+// the message the user sees.
 struct Messages {
-    std::string text;
+    std::string errors;
+    std::string firstWarning;
 };
+
+std::string oneLine(const char* message)
+{
+    std::string line(message ? message : "");
+    while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.pop_back();
+    return line;
+}
 
 void collectError(const char* message, void* user)
 {
     auto* m = static_cast<Messages*>(user);
-    if (m->text.size() > 1000) return;
-    std::string line(message ? message : "");
-    while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.pop_back();
-    if (line.empty()) return;
-    if (!m->text.empty()) m->text += "; ";
-    m->text += line;
+    const std::string line = oneLine(message);
+    if (line.empty() || m->errors.size() > 1000) return;
+    if (!m->errors.empty()) m->errors += "; ";
+    m->errors += line;
+}
+
+void collectWarning(const char* message, void* user)
+{
+    auto* m = static_cast<Messages*>(user);
+    if (m->firstWarning.empty()) m->firstWarning = oneLine(message);
 }
 
 void ignoreMessage(const char*, void*) {}
@@ -73,7 +86,8 @@ struct StreamDeleter {
 
 CError failure(const Messages& messages, const char* fallback)
 {
-    return CError(PLK_ERROR_CORRUPT_CODESTREAM, messages.text.empty() ? fallback : messages.text);
+    const std::string& text = !messages.errors.empty() ? messages.errors : messages.firstWarning;
+    return CError(PLK_ERROR_CORRUPT_CODESTREAM, text.empty() ? fallback : text);
 }
 
 }  // namespace
@@ -93,7 +107,7 @@ CError OpjCodestreamDecoder::decode(const std::vector<uint8_t>& codestream, cons
 
     Messages messages;
     opj_set_error_handler(codec.get(), collectError, &messages);
-    opj_set_warning_handler(codec.get(), ignoreMessage, nullptr);
+    opj_set_warning_handler(codec.get(), collectWarning, &messages);
     opj_set_info_handler(codec.get(), ignoreMessage, nullptr);
 
     opj_dparameters_t parameters;
@@ -101,9 +115,13 @@ CError OpjCodestreamDecoder::decode(const std::vector<uint8_t>& codestream, cons
     parameters.cp_reduce = request.reduce;
     parameters.cp_layer = request.layers;
     if (!opj_setup_decoder(codec.get(), &parameters)) return failure(messages, "the decoder cannot be set up");
-    opj_decoder_set_strict_mode(codec.get(), request.strict ? OPJ_TRUE : OPJ_FALSE);
-    // Parallelism comes from decoding several tiles at once, not from splitting one.
-    opj_codec_set_threads(codec.get(), 1);
+    // Never OpenJPEG's lenient mode: in 2.5.0 it reads memory it does not own on damaged data
+    // (opj_decompress -allow-partial shows it under valgrind). Resilient decodes get their
+    // leniency from the code-stream they are handed instead (see TileCodestream).
+    opj_decoder_set_strict_mode(codec.get(), OPJ_TRUE);
+    // Parallelism comes from decoding several tiles at once, not from splitting one. Zero
+    // keeps the decode in the calling thread; one would start a worker thread per decode.
+    opj_codec_set_threads(codec.get(), 0);
 
     opj_image_t* raw = nullptr;
     if (!opj_read_header(stream.get(), codec.get(), &raw)) {

@@ -27,7 +27,6 @@ public:
         uint32_t layers = 0;     ///< quality layers to use, 0 = all
         GridRect area;           ///< full-resolution reference grid
         bool wholeImage = true;  ///< `area` is the whole image: no window needed
-        bool strict = true;      ///< fail on truncated or damaged data
     };
 
     /// Decodes `codestream`. On failure the error's text is OpenJPEG's own account.

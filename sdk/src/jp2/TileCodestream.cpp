@@ -11,6 +11,8 @@ namespace {
 
 constexpr size_t kSotBytes = 12;
 constexpr size_t kMaxPptData = 65535 - 3;
+// Far more zeros than the packets of a damaged tile-part can consume.
+constexpr size_t kMaxPadding = 16u << 20;
 
 CError damaged(const std::string& detail)
 {
@@ -38,7 +40,10 @@ CError TileCodestream::build(uint32_t tile, uint32_t level, bool resilient, std:
             return damaged(tileName(tile) + " lacks some of its tile-parts");
     }
     out = m_header.headerForTile(tile);
-    const uint32_t announcedCount = keep < parts.size() ? keep : 0;
+    // Announce exactly the tile-parts handed over, so the decoder does not wait for the ones
+    // left out (or, with `resilient`, the ones the file lacks).
+    const bool partial = keep < parts.size() || (resilient && !m_index.complete(tile));
+    const uint32_t announcedCount = partial ? keep : 0;
     uint32_t pptIndex = 0;
     for (uint32_t i = 0; i < keep; ++i) {
         if (i > 0)
@@ -97,6 +102,11 @@ CError TileCodestream::appendPart(const TilePart& part, const std::vector<uint8_
     if (m_header.hasPackedHeaders())
         if (const CError error = appendPackedHeaders(part, pptIndex, out)) return error;
     out.insert(out.end(), bytes.begin() + kSotBytes, bytes.end());
+    // OpenJPEG 2.5.0 reads memory it does not own when packets run past the end of the data
+    // in its lenient mode, so a cut-short tile-part gets the bytes it lacks as zeros: they read
+    // as empty packets and blank code-block data.
+    if (part.truncated && part.psot > part.length)
+        out.resize(out.size() + std::min<size_t>(part.psot - part.length, kMaxPadding), 0);
     const size_t length = out.size() - start;
     if (length > UINT32_MAX) return damaged("a tile-part is too long");
     ByteCursor::put32(out.data() + start + 6, static_cast<uint32_t>(length));

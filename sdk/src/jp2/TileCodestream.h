@@ -22,8 +22,8 @@ public:
     }
 
     /// Builds the code-stream of `tile` for a decode at resolution reduction `level` into
-    /// `out`. Unless `resilient`, a tile whose data is cut short is an error. Errors carry a
-    /// bare detail text.
+    /// `out`. Unless `resilient`, a tile whose data is cut short is an error; with it, the
+    /// missing bytes are zeros. Errors carry a bare detail text.
     CError build(uint32_t tile, uint32_t level, bool resilient, std::vector<uint8_t>& out) const;
 
     /// How many tile-parts a decode of `tile` at `level` needs: fewer than the tile has when

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "jp2/ByteCursor.h"
-#include "jp2/CodestreamHeader.h"
 
 namespace PLK {
 namespace Engine {
@@ -14,17 +13,22 @@ constexpr uint32_t kMinTilePart = kSotBytes + 2;  // SOT segment and SOD marker
 constexpr size_t kScanChunk = 64 * 1024;
 }  // namespace
 
-void TilePartIndex::build(ByteSource& source, uint64_t firstSot, uint64_t end, uint32_t tileCount)
+void TilePartIndex::build(ByteSource& source, uint64_t firstSot, uint64_t end, const CodestreamHeader& header)
 {
+    const uint32_t tileCount = header.tileCount();
     m_tiles.assign(tileCount, {});
+    m_expected.resize(tileCount);
+    for (uint32_t t = 0; t < tileCount; ++t) m_expected[t] = header.tileHasSamples(t);
     m_damage.clear();
     m_sequence = 0;
     TilePart* previous = nullptr;
     uint64_t pos = firstSot;
-    while (end - std::min(end, pos) >= 2 && !isEndOfCodestream(source, pos, end)) {
+    while (end - std::min(end, pos) >= 2) {
         TilePart part;
         uint16_t tile = 0;
-        if (!readSot(source, pos, end, part, tile)) {
+        const SotRead read = readSot(source, pos, end, part, tile);
+        if (read == SotRead::End) break;
+        if (read == SotRead::Invalid) {
             noteDamage("there is no tile-part header at byte " + std::to_string(pos));
             // A wrong length either overshoots the next tile-part (look inside the previous
             // one) or the header at `pos` itself is damaged (look after it).
@@ -48,19 +52,24 @@ void TilePartIndex::build(ByteSource& source, uint64_t firstSot, uint64_t end, u
         noteDamage(std::to_string(missing) + " of " + std::to_string(tileCount) + " tiles are missing");
 }
 
-bool TilePartIndex::readSot(ByteSource& source, uint64_t offset, uint64_t end, TilePart& part, uint16_t& tile)
+TilePartIndex::SotRead TilePartIndex::readSot(ByteSource& source, uint64_t offset, uint64_t end, TilePart& part,
+                                              uint16_t& tile)
 {
     uint8_t b[kSotBytes];
-    if (end - offset < kSotBytes || !source.readExact(offset, b, kSotBytes)) return false;
+    const size_t want = static_cast<size_t>(std::min<uint64_t>(kSotBytes, end - offset));
+    if (want < 2 || !source.readExact(offset, b, want)) return SotRead::Invalid;
+    if (ByteCursor::peek16(b) == CodestreamHeader::EOC) return SotRead::End;
+    if (want < kSotBytes) return SotRead::Invalid;
     ByteCursor c(b, kSotBytes);
-    if (c.u16() != CodestreamHeader::SOT || c.u16() != 10) return false;
+    if (c.u16() != CodestreamHeader::SOT || c.u16() != 10) return SotRead::Invalid;
     tile = c.u16();
     const uint32_t psot = c.u32();
     part.index = c.u8();
     part.count = c.u8();
-    if (tile >= m_tiles.size() || (psot != 0 && psot < kMinTilePart)) return false;
-    if (part.count != 0 && part.index >= part.count) return false;
+    if (tile >= m_tiles.size() || (psot != 0 && psot < kMinTilePart)) return SotRead::Invalid;
+    if (part.count != 0 && part.index >= part.count) return SotRead::Invalid;
     part.offset = offset;
+    part.psot = psot;
     const uint64_t available = end - offset;
     if (psot == 0) {  // the last tile-part runs to the end of the code-stream
         uint64_t length = available;
@@ -73,7 +82,7 @@ bool TilePartIndex::readSot(ByteSource& source, uint64_t offset, uint64_t end, T
     } else {
         part.length = psot;
     }
-    return true;
+    return SotRead::TilePart;
 }
 
 uint64_t TilePartIndex::resynchronise(ByteSource& source, uint64_t from, uint64_t end)
@@ -87,7 +96,7 @@ uint64_t TilePartIndex::resynchronise(ByteSource& source, uint64_t from, uint64_
             if (chunk[i] != 0xFF || chunk[i + 1] != 0x90) continue;
             TilePart probe;
             uint16_t tile = 0;
-            if (readSot(source, at + i, end, probe, tile)) return at + i;
+            if (readSot(source, at + i, end, probe, tile) == SotRead::TilePart) return at + i;
         }
         at += static_cast<uint64_t>(got - 1);  // a marker may straddle two chunks
     }
@@ -116,8 +125,9 @@ bool TilePartIndex::complete(uint32_t tile) const
 
 uint32_t TilePartIndex::missingTiles() const
 {
-    return static_cast<uint32_t>(std::count_if(m_tiles.begin(), m_tiles.end(),
-                                               [](const std::vector<TilePart>& t) { return t.empty(); }));
+    uint32_t missing = 0;
+    for (size_t t = 0; t < m_tiles.size(); ++t) missing += m_expected[t] && m_tiles[t].empty();
+    return missing;
 }
 
 }  // namespace Engine

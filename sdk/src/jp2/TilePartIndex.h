@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "io/ByteSource.h"
+#include "jp2/CodestreamHeader.h"
 
 namespace PLK {
 namespace Engine {
@@ -15,6 +16,7 @@ namespace Engine {
 struct TilePart {
     uint64_t offset = 0;     ///< of its SOT marker in the byte source
     uint32_t length = 0;     ///< bytes available, SOT marker included
+    uint32_t psot = 0;       ///< the length its header claims (0: to the end of the code-stream)
     uint8_t index = 0;       ///< TPsot
     uint8_t count = 0;       ///< TNsot, 0 when the encoder did not say
     uint32_t sequence = 0;   ///< position among all tile-parts of the code-stream
@@ -25,25 +27,29 @@ class TilePartIndex {
 public:
     /// Walks the tile-parts of the code-stream lying at [firstSot, end) of `source`. Never
     /// fails: damage is noted (damage()) and the walk keeps what it could find.
-    void build(ByteSource& source, uint64_t firstSot, uint64_t end, uint32_t tileCount);
+    void build(ByteSource& source, uint64_t firstSot, uint64_t end, const CodestreamHeader& header);
 
     const std::vector<TilePart>& parts(uint32_t tile) const { return m_tiles[tile]; }
     uint32_t tileCount() const { return static_cast<uint32_t>(m_tiles.size()); }
     /// Whether the tile has all the tile-parts its headers announce (true when they do not say).
     bool complete(uint32_t tile) const;
-    /// Tiles without a single tile-part.
+    /// Tiles that should have data but have not a single tile-part.
     uint32_t missingTiles() const;
+    /// Whether any tile has a tile-part at all.
+    bool hasData() const { return m_sequence > 0; }
     /// What was wrong with the tile-part layout, empty when nothing was.
     const std::string& damage() const { return m_damage; }
 
 private:
-    bool readSot(ByteSource& source, uint64_t offset, uint64_t end, TilePart& part, uint16_t& tile);
+    enum class SotRead { TilePart, End, Invalid };
+    SotRead readSot(ByteSource& source, uint64_t offset, uint64_t end, TilePart& part, uint16_t& tile);
     /// Offset of the next plausible SOT marker at or after `from`, or `end` when there is none.
     uint64_t resynchronise(ByteSource& source, uint64_t from, uint64_t end);
     bool isEndOfCodestream(ByteSource& source, uint64_t offset, uint64_t end);
     void noteDamage(const std::string& what);
 
     std::vector<std::vector<TilePart>> m_tiles;
+    std::vector<bool> m_expected;  ///< the tile has samples, so it must have data
     std::string m_damage;
     uint32_t m_sequence = 0;
 };

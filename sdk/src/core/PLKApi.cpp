@@ -7,6 +7,7 @@
 #include "CLog.h"
 #include "PLKTypes.h"
 #include "cache/BlockCache.h"
+#include "georef/GdalReadScope.h"
 
 namespace {
 
@@ -24,6 +25,8 @@ void PLKInit()
 {
     std::lock_guard<std::mutex> lock(apiMutex());
     if (initCount++ == 0) {
+        // GDAL's table of file handlers has no lock: ours goes in while nothing else reads.
+        PLK::Engine::GdalReadScope::initialiseGdal();
         const uint64_t limit = PLK::SDK::CFileBase::sFilesHelper().Get()->m_Config.GetCacheMaxmem();
         PLK::Engine::BlockCache::shared().setLimit(limit);
         PLK::CLog::Log("engine", PLK::LOG_INFO, "xrv60 %s started", PLKGetVersion());

@@ -38,8 +38,8 @@ run_case() {  # name tool command...
 run_case a_xrv "$xrvtool" render "$image" "$work/a.png" --size ${w}x${h} --window $x0,$y0,$((x0+w)),$((y0+h))
 run_case b_xrv "$xrvtool" render "$image" "$work/b.png" --size 1024x1024 --resample bilinear
 run_case c_xrv "$xrvtool" render "$image" "$work/c.png" --size ${w}x${h} --window $x0,$y0,$((x0+w)),$((y0+h)) --pan 10,256,0
-first_a=$("$xrvtool" render "$image" "$work/d.png" --size ${w}x${h} --window $x0,$y0,$((x0+w)),$((y0+h)) --progressive | awk '/first picture/ {print $4}')
-first_b=$("$xrvtool" render "$image" "$work/d.png" --size 1024x1024 --progressive | awk '/first picture/ {print $4}')
+first_a=$("$xrvtool" render "$image" "$work/d.png" --size ${w}x${h} --window $x0,$y0,$((x0+w)),$((y0+h)) --progressive | awk '/first picture/ {print $5}')
+first_b=$("$xrvtool" render "$image" "$work/d.png" --size 1024x1024 --progressive | awk '/first picture/ {print $5}')
 run_case d_a_xrv "$xrvtool" render "$image" "$work/d.png" --size ${w}x${h} --window $x0,$y0,$((x0+w)),$((y0+h)) --progressive
 run_case d_b_xrv "$xrvtool" render "$image" "$work/d.png" --size 1024x1024 --progressive
 

@@ -37,14 +37,13 @@ Opened openImage(const QString& path)
 }
 
 /// Decodes `rect` of `level` tile by tile and puts the pieces together, as a view does.
-CError decodeRect(RegionDecoder& decoder, uint32_t level, const LevelRect& rect, RegionBuffer& out,
-                  uint32_t layers = 0, bool resilient = false)
+CError decodeRect(RegionDecoder& decoder, uint32_t level, const LevelRect& rect, RegionBuffer& out, uint32_t layers)
 {
     RegionBuffer piece;
     bool first = true;
     for (uint32_t tile : decoder.tilesIntersecting(rect, level)) {
         const LevelRect part = decoder.tileRect(tile, level).intersected(rect);
-        if (const CError error = decoder.decode(tile, level, layers, part, piece, nullptr, resilient)) return error;
+        if (const CError error = decoder.decode(tile, level, layers, part, piece, nullptr, false)) return error;
         if (first) out.allocate(uint32_t(rect.width()), uint32_t(rect.height()), piece.bands);
         first = false;
         for (uint32_t b = 0; b < piece.bands; ++b)
@@ -152,6 +151,19 @@ bool writeAll(const QString& path, const QByteArray& bytes)
     return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
 }
 
+/// Writes the colours by hand: QImage's own conversions run on Qt's thread pool, which the
+/// thread sanitizer cannot see into.
+bool writePpm(const QImage& argb, const QString& path)
+{
+    QByteArray bytes = QStringLiteral("P6\n%1 %2\n255\n").arg(argb.width()).arg(argb.height()).toLatin1();
+    for (int y = 0; y < argb.height(); ++y) {
+        const QRgb* line = reinterpret_cast<const QRgb*>(argb.constScanLine(y));
+        for (int x = 0; x < argb.width(); ++x)
+            bytes.append(char(qRed(line[x]))).append(char(qGreen(line[x]))).append(char(qBlue(line[x])));
+    }
+    return writeAll(path, bytes);
+}
+
 QByteArray box(const char* type, const QByteArray& content)
 {
     QByteArray b(4, 0);
@@ -207,7 +219,7 @@ void tst_Jp2Reader::initTestCase()
 {
     QVERIFY(m_work.isValid());
     const QString ppm = m_work.filePath("pattern.ppm");
-    QVERIFY(TestImages::pattern(1500, 1100, QImage::Format_RGB888).save(ppm));
+    QVERIFY(writePpm(TestImages::pattern(1500, 1100, QImage::Format_ARGB32), ppm));
     const QStringList common{"-t", "256,256", "-n", "5", "-p", "RPCL", "-r", "20,10,1"};
     m_tiledByResolution = m_work.filePath("tiled.jp2");
     m_tiledPlain = m_work.filePath("tiled-plain.j2k");
@@ -589,11 +601,14 @@ void tst_Jp2Reader::damagedFiles()
     for (uint32_t tile = 0; tile < d.tileCount(); ++tile) {
         const auto& parts = original.decoder()->index().parts(tile);
         const bool untouched = parts.back().offset + parts.back().length <= uint64_t(damageFrom);
+        const auto& left = o.decoder()->index().parts(tile);
+        const bool cut = !left.empty() && left.back().truncated;
         for (uint32_t level : {0u, d.levels() - 1}) {
             const LevelRect rect = d.tileRect(tile, level);
             RegionBuffer strict, resilient, before;
             const CError error = o.container.decoder->decode(tile, level, 0, rect, strict, nullptr, false);
             QVERIFY(!error || strlen(error.GetErrorText()) > 0);
+            if (cut && level == 0) QVERIFY(error);  // full resolution needs the lost bytes
             if (!o.container.decoder->decode(tile, level, 0, rect, resilient, nullptr, true)) ++resilientSuccesses;
             if (!untouched) continue;
             QVERIFY2(!error, error.GetErrorText());

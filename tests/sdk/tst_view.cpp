@@ -444,7 +444,7 @@ void TestView::memoryStaysWithinLimit()
         }
     }
     config.SetCacheMaxmem(before);
-    PLK::Engine::BlockCache::shared().setLimit(before);
+    QCOMPARE(PLK::Engine::BlockCache::shared().limit(), before);
 }
 
 void TestView::badRequests_data()

@@ -1,5 +1,7 @@
 #include "CConfig.h"
 
+#include "cache/BlockCache.h"
+
 namespace PLK {
 namespace SDK {
 
@@ -31,8 +33,11 @@ void CConfig::SetCacheMaxmem(uint64_t bytes)
     // A size computed as a signed 32-bit megabyte shift wraps from 2048 MB on and arrives
     // sign-extended; its low 32 bits still hold the size that was meant.
     if (bytes & (uint64_t(1) << 63)) bytes &= 0xFFFFFFFFull;
-    Lock l(m_mutex);
-    m_cacheMaxmem = bytes;
+    {
+        Lock l(m_mutex);
+        m_cacheMaxmem = bytes;
+    }
+    Engine::BlockCache::shared().setLimit(bytes);  // open views keep within the new limit at once
 }
 uint64_t CConfig::GetCacheMaxmem() const { Lock l(m_mutex); return m_cacheMaxmem; }
 void CConfig::SetResilientDecodingEnabled(bool b) { Lock l(m_mutex); m_resilient = b; }

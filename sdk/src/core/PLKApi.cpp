@@ -27,8 +27,6 @@ void PLKInit()
     if (initCount++ == 0) {
         // GDAL's table of file handlers has no lock: ours goes in while nothing else reads.
         PLK::Engine::GdalReadScope::initialiseGdal();
-        const uint64_t limit = PLK::SDK::CFileBase::sFilesHelper().Get()->m_Config.GetCacheMaxmem();
-        PLK::Engine::BlockCache::shared().setLimit(limit);
         PLK::CLog::Log("engine", PLK::LOG_INFO, "xrv60 %s started", PLKGetVersion());
     }
 }

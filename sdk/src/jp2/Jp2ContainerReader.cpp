@@ -1,5 +1,6 @@
 #include "jp2/Jp2ContainerReader.h"
 
+#include "CLog.h"
 #include "jp2/CodestreamHeader.h"
 #include "jp2/Jp2BoxReader.h"
 #include "jp2/Jp2ImageDescriber.h"
@@ -37,6 +38,11 @@ CError Jp2ContainerReader::open(const std::shared_ptr<ByteSource>& source, Opene
     if (!index.hasData())
         return Jp2Messages::explain(CError(PLK_ERROR_CORRUPT_CODESTREAM, "it holds no tile data"), name,
                                     Jp2Messages::Part::Codestream);
+
+    // Damage beyond the main header still leaves the intact tiles to show.
+    if (!index.damage().empty())
+        CLog::Log("jp2", LOG_WARNING, "The JPEG 2000 code-stream of '%s' is damaged: %s.", name.c_str(),
+                  index.damage().c_str());
 
     out.description = Jp2ImageDescriber::describe(boxes, header, channels);
     out.decoder = std::make_unique<Jp2RegionDecoder>(source, std::move(header), std::move(index),

@@ -177,8 +177,9 @@ CError Jp2RegionDecoder::runDecoder(uint32_t tile, uint32_t level, uint32_t laye
                          request.area.x1 == whole.x1 && request.area.y1 == whole.y1;
     const CError error = OpjCodestreamDecoder::decode(codestream, request, image);
     if (!error || request.wholeImage) return error;
-    // OpenJPEG 2.5.0 trips over some code-streams (packet markers with packed headers) when it
-    // skips the precincts outside a window; the whole tile still decodes.
+    // Skipping the precincts outside a window is OpenJPEG 2.5.0's less travelled path (its own
+    // windowed decode of the whole conformance file p1_05 fails); try the whole tile before
+    // giving up.
     request.area = whole;
     request.wholeImage = true;
     image.reset();

@@ -34,6 +34,7 @@ OPJ_OFF_T skipBytes(OPJ_OFF_T count, void* user)
         return -static_cast<OPJ_OFF_T>(back);
     }
     const size_t n = std::min(static_cast<size_t>(count), s->size - s->pos);
+    if (n == 0 && count > 0) return -1;  // at the end: never report progress that is not made
     s->pos += n;
     return static_cast<OPJ_OFF_T>(n);
 }

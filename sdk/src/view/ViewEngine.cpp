@@ -58,7 +58,6 @@ CError ViewEngine::open(const std::string& name, bool progressive, bool headerOn
     CError error;
     auto image = ImageRegistry::shared().acquire(name, error);
     if (!image) return error;
-    BlockCache::shared().setLimit(config().GetCacheMaxmem());
     m_image = image;
     m_file.reset(new SDK::CFileBase(image));
     m_name = name;

@@ -248,7 +248,8 @@ void TestView::conformanceFiles()
     QVERIFY(setCells(view, list, 0, 0, w, h, qMax(1, w / 4), qMax(1, h / 4)).Success());
     QVERIFY(!readView(view).isNull());
 
-    bool eightBit = info->eColorSpace == PLK_COLOR_SRGB || info->eColorSpace == PLK_COLOR_GREYSCALE;
+    bool eightBit = info->eColorSpace == PLK_COLOR_SRGB || info->eColorSpace == PLK_COLOR_GREYSCALE ||
+                    info->eColorSpace == PLK_COLOR_YCBCR;
     for (int b = 0; b < info->nBands; ++b) eightBit &= info->pBands[b].nBits == 8 && !info->pBands[b].bSigned;
     if (!eightBit || hasIccProfile(path)) return;
     const QImage reference = TestImages::decodeReference(path, {}, m_dir.path());

@@ -143,7 +143,18 @@ CError CView::GetDefaultRGBABandList(std::vector<uint32_t>& bandList) const
     for (uint32_t b = 0; b < d.bands.size(); ++b)
         if (static_cast<int>(b) != alpha) colour.push_back(b);
     if (colour.empty()) return CError(PLK_ERROR_NOT_AVAILABLE, "The image has no colour bands.");
-    if (colour.size() >= 3 && d.colorSpace != PLK_COLOR_GREYSCALE)
+    // The bands described as red, green and blue, in that order, whatever order the file
+    // stores them in (a channel definition may reorder them).
+    std::vector<uint32_t> named;
+    for (const char* name : {"Red", "Green", "Blue"})
+        for (uint32_t b = 0; b < d.bands.size(); ++b)
+            if (d.bands[b].description == name) {
+                named.push_back(b);
+                break;
+            }
+    if (named.size() == 3 && d.colorSpace != PLK_COLOR_GREYSCALE)
+        bandList = named;
+    else if (colour.size() >= 3 && d.colorSpace != PLK_COLOR_GREYSCALE)
         bandList = {colour[0], colour[1], colour[2]};
     else
         bandList = {colour[0], colour[0], colour[0]};

@@ -319,9 +319,11 @@ CError Jp2BoxReader::readAssociation(const Box& box, int depth)
     for (uint64_t pos = box.contentOffset; end - pos >= 8; first = false) {
         Box child;
         if (readBoxHeader(pos, end, child) || child.truncated) return {};  // metadata only: keep going
-        if (first && child.type == kLabel && child.contentLength == 8) {
-            char label[8];
-            if (m_source.readExact(child.contentOffset, label, 8) && std::memcmp(label, "gml.data", 8) == 0)
+        // Writers differ on whether the label ends with a NUL ("gml.data" or "gml.data\0").
+        if (first && child.type == kLabel && (child.contentLength == 8 || child.contentLength == 9)) {
+            char label[9] = {};
+            if (m_source.readExact(child.contentOffset, label, static_cast<size_t>(child.contentLength)) &&
+                std::memcmp(label, "gml.data", 8) == 0 && label[8] == 0)
                 m_out.hasGml = true;
         } else if (child.type == kXml) {
             m_out.xmlBoxes.push_back({kXml, child.contentOffset, child.contentLength});

@@ -4,6 +4,7 @@
 
 #include "cache/BlockFetcher.h"
 #include "view/BandQuantizer.h"
+#include "view/YCbCrConverter.h"
 
 namespace PLK {
 namespace Engine {
@@ -70,6 +71,16 @@ CError FrameComposer::compose(const ViewSnapshot& view, uint32_t level, const st
     return error;
 }
 
+bool FrameComposer::showsYCbCr(const ViewSnapshot& view) const
+{
+    const ImageDescription& d = m_image.description();
+    if (d.colorSpace != PLK_COLOR_YCBCR || view.bands.size() < 3) return false;
+    static const char* const names[] = {"Red", "Green", "Blue"};  // luma, blue and red chroma
+    for (int i = 0; i < 3; ++i)
+        if (d.bands[view.bands[i]].description != names[i]) return false;
+    return true;
+}
+
 void FrameComposer::resample(const ViewSnapshot& view, const RegionBuffer& cells, const LevelRect& window,
                              const AxisSamples& columns, const AxisSamples& rows, Frame& out) const
 {
@@ -83,6 +94,9 @@ void FrameComposer::resample(const ViewSnapshot& view, const RegionBuffer& cells
     }
     const bool bilinear = view.resample == PLK_RESAMPLE_BILINEAR;
     const int64_t stride = cells.width;
+    const bool ycbcr = showsYCbCr(view);
+    const YCbCrConverter converter(ycbcr ? d.bands[view.bands[0]].bits : 8);
+    float values[4];
     for (uint32_t y = 0; y < out.height; ++y) {
         if (rows.nearest[y] < 0) continue;
         uint8_t* cover = out.coverageRow(y);
@@ -99,16 +113,17 @@ void FrameComposer::resample(const ViewSnapshot& view, const RegionBuffer& cells
             const float wx = columns.weight[x];
             for (size_t b = 0; b < planes.size(); ++b) {
                 const int32_t* p = planes[b];
-                float value;
                 if (bilinear) {
                     const float top = p[r0 * stride + c0] + wx * (p[r0 * stride + c1] - p[r0 * stride + c0]);
                     const float bottom = p[r1 * stride + c0] + wx * (p[r1 * stride + c1] - p[r1 * stride + c0]);
-                    value = top + wy * (bottom - top);
+                    values[b] = top + wy * (bottom - top);
                 } else {
-                    value = static_cast<float>(p[ry * stride + cx]);
+                    values[b] = static_cast<float>(p[ry * stride + cx]);
                 }
-                out.row(static_cast<uint32_t>(b), y)[x] = quantizers[b](value, x, y);
             }
+            if (ycbcr) converter.toRgb(values);
+            for (size_t b = 0; b < planes.size(); ++b)
+                out.row(static_cast<uint32_t>(b), y)[x] = quantizers[b](values[b], x, y);
         }
     }
 }

@@ -48,7 +48,7 @@ void toHostLog(const QString& text, int engineLevel)
 // Read once when the library is loaded, before any plug-in object exists.
 bool enabledAtLoad()
 {
-    QSettings* settings = Korvane::Application::instance() ? Korvane::Application::settings() : nullptr;
+    QSettings* settings = Korvane::Application::settings();
     return settings ? settings->value(XRVJP2kSettings::LogXrvEvents, true).toBool() : true;
 }
 

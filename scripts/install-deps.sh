@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   build-essential cmake pkg-config
-  qtbase5-dev qtbase5-dev-tools libqt5xml5 libqt5svg5-dev
+  qtbase5-dev qtbase5-dev-tools libqt5xml5 qt5-image-formats-plugins
   libopenjp2-7-dev libopenjp2-tools
   libgdal-dev gdal-bin
   libcurl4-openssl-dev

@@ -98,6 +98,7 @@ CError ViewEngine::close(bool freeCache)
     }
     m_blocksInView = 0;
     m_blocksAvailable = 0;
+    m_counted = false;
     if (freeCache && !ImageRegistry::shared().stillOpen(id)) BlockCache::shared().dropImage(id);
     return CError();
 }
@@ -136,6 +137,7 @@ CError ViewEngine::setView(const std::vector<uint32_t>& bands, int width, int he
         m_viewSet = true;
         generation = m_view.generation;
     }
+    m_counted = false;
     m_blocksAvailable = 0;
     m_blocksInView = 0;
     if (m_worker) m_worker->wake(generation);
@@ -196,8 +198,9 @@ std::shared_ptr<std::atomic<bool>> ViewEngine::currentCancel() const
 
 uint8_t ViewEngine::percentComplete() const
 {
+    if (!m_counted.load()) return 0;  // a new view that the engine has not measured yet
     const uint32_t total = m_blocksInView.load();
-    if (total == 0) return isViewSet() ? 100 : 0;  // a view off the image has nothing to decode
+    if (total == 0) return 100;  // a view off the image has nothing to decode
     return static_cast<uint8_t>(std::min<uint64_t>(100, uint64_t(m_blocksAvailable.load()) * 100 / total));
 }
 
@@ -207,6 +210,7 @@ void ViewEngine::updateCounters(const ViewSnapshot& view, uint32_t level)
     const uint32_t total = FrameComposer(*m_image, BlockCache::shared()).countBlocks(view, level, &available);
     m_blocksInView = total;
     m_blocksAvailable = available;
+    m_counted = true;
 }
 
 // ---- progressive passes -------------------------------------------------------------------

@@ -100,6 +100,7 @@ private:
     ViewParameters::ViewParametersJp2::ViewParametersJp2Decompress m_jp2Parameters;
     std::atomic<uint32_t> m_blocksInView{0};
     std::atomic<uint32_t> m_blocksAvailable{0};
+    std::atomic<bool> m_counted{false};  ///< the counters describe the current view
     std::atomic<bool> m_closing{false};
     std::atomic<int64_t> m_lastDeliveryMs{0};
     std::unique_ptr<ProgressiveWorker> m_worker;

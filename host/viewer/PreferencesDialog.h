@@ -1,0 +1,29 @@
+#pragma once
+#include <QtCore/QList>
+#include <QtCore/QPointer>
+#include <QtWidgets/QDialog>
+
+class QListWidget;
+class QStackedWidget;
+
+// Tools > Preferences: the viewer's page and every plug-in's preference pages, picked from
+// a list. OK calls each page's onSavePrefs() slot where it has one, then writes the settings
+// to disk.
+class PreferencesDialog : public QDialog
+{
+    Q_OBJECT
+public:
+    explicit PreferencesDialog(QWidget* parent = nullptr);
+
+    // Takes ownership of the page.
+    void addPage(QWidget* page);
+    int pageCount() const;
+
+public slots:
+    void accept() override;
+
+private:
+    QListWidget* m_list = nullptr;
+    QStackedWidget* m_stack = nullptr;
+    QList<QPointer<QWidget>> m_pages;
+};

@@ -1,0 +1,79 @@
+// The plug-in's page in the host's preferences dialog: the engine's memory cache and stream
+// disk cache, the engine's options and the defaults of new layers. The page works on its own
+// copies of the values; they reach the settings store when the host calls onSavePrefs() and
+// the engine at the next start of the host (SDK logging alone switches at once).
+#pragma once
+
+#include <QString>
+#include <QWidget>
+#include <functional>
+#include <memory>
+
+namespace Ui {
+class XRVJP2kPreferencesClass;
+}
+
+class XRVJP2kPreferences : public QWidget {
+    Q_OBJECT
+
+public:
+    // Switches the engine's log sinks on or off. The sinks belong to the plug-in module, which
+    // installs the switch before it hands out a page.
+    using LogSinkSwitch = std::function<void(bool)>;
+    static void setLogSinkSwitch(LogSinkSwitch sinkSwitch);
+
+    explicit XRVJP2kPreferences(QWidget* parent = nullptr);
+    // With the machine's physical memory given in megabytes instead of asked of the system.
+    XRVJP2kPreferences(qint64 totalMemoryMb, QWidget* parent);
+    ~XRVJP2kPreferences() override;
+
+public slots:
+    void init();
+    void onSavePrefs();
+    // Sets the memory cache although it is named after the cache folder; the name is kept.
+    void onCacheDirSliderMove(int value);
+    void onDiskCacheSliderMove(int value);
+    void onEnableXRVPCache(bool checked);
+    void onChooseXRVPCacheDir(bool checked);
+    void onClipPercent(int value);
+    void onUseBilinear(bool checked);
+    void onUseResilientDecoding(bool checked);
+    void onUseAdaptiveRendering(bool checked);
+    void onUseTexturing(bool checked);
+    void onUseWinHTTPInXRVP(bool checked);
+    void onAlwaysOpenProgressive(bool checked);
+    void onClearDiskCache(bool checked);
+    void onViewFiles(bool checked);
+    void onDefaults(bool checked);
+    void onLogXrv(bool bLogXrv);
+
+private:
+    void readSettings();
+    void connectWidgets();
+    void showMemoryCache();
+    void showDiskCache();
+    void showOptions();
+    // Bytes taken by the engine's stream cache files ("*.data" and "*.cache") in the folder.
+    quint64 cacheBytesInUse() const;
+    QStringList cacheFileNames() const;
+    static QString defaultCacheDir();
+
+    std::unique_ptr<Ui::XRVJP2kPreferencesClass> ui;
+    QString cacheDir;
+    QString userAgent;
+    quint64 diskCacheSizeMb = 0;
+    quint64 memoryCacheSizeMb = 0;
+    qint64 totalMemoryMb = 0;
+    quint64 maxMemoryMb = 0;
+    quint64 recommendedMemoryMb = 0;
+    bool textureDither = false;
+    bool streamCacheEnabled = true;
+    bool openProgressive = true;
+    bool resilientDecoding = true;
+    bool optimiseNonProgressive = false;
+    bool nearestNeighbour = true;
+    bool adaptiveRendering = false;
+    bool useWinHttp = false;
+    bool logSdkEvents = true;
+    int clipPercent = 99;
+};

@@ -1,0 +1,207 @@
+// The application object: settings in the chosen file, the log's levels (what reaches stderr,
+// what the console keeps), logging from other threads, and the stream address dialog's
+// history in the settings.
+#include "HostTestSupport.h"
+
+#include "QDGui/XRVPBrowser.h"
+
+#include <QtCore/QSettings>
+#include <QtWidgets/QLineEdit>
+#include <QtWidgets/QListWidget>
+
+#include <cstdio>
+#include <thread>
+#include <unistd.h>
+
+using Korvane::Application;
+using Korvane::Gui::XRVPBrowser;
+
+namespace {
+
+// Everything written to stderr while it lives goes to a file instead.
+class StderrCapture
+{
+public:
+    StderrCapture()
+    {
+        std::fflush(stderr);
+        m_saved = dup(STDERR_FILENO);
+        m_file.open();
+        dup2(m_file.handle(), STDERR_FILENO);
+    }
+    ~StderrCapture() { restore(); }
+    QString text()
+    {
+        restore();
+        m_file.seek(0);
+        return QString::fromLocal8Bit(m_file.readAll());
+    }
+
+private:
+    void restore()
+    {
+        if (m_saved < 0)
+            return;
+        std::fflush(stderr);
+        dup2(m_saved, STDERR_FILENO);
+        close(m_saved);
+        m_saved = -1;
+    }
+    QTemporaryFile m_file;
+    int m_saved = -1;
+};
+
+} // namespace
+
+class TestApplication : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init() { Application::setLogLevel(Application::Info); }
+
+    void settingsGoToTheChosenFile()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath("chosen.ini");
+        const QString previous = Application::settingsFile();
+        Application::setSettingsFile(path);
+        QCOMPARE(Application::settingsFile(), path);
+        Application::settings()->setValue("Group/Key", 42);
+        Application::settings()->sync();
+        QSettings check(path, QSettings::IniFormat);
+        QCOMPARE(check.value("Group/Key").toInt(), 42);
+        Application::setSettingsFile(previous);
+        QVERIFY(!Application::settings()->contains("Group/Key"));
+    }
+
+    void logLevels_data()
+    {
+        QTest::addColumn<int>("threshold");
+        QTest::addColumn<int>("level");
+        QTest::addColumn<bool>("printed");
+        QTest::newRow("default level, info") << 1 << 1 << true;
+        QTest::newRow("default level, trace") << 1 << 0 << false;
+        QTest::newRow("warning level, notice") << 3 << 2 << false;
+        QTest::newRow("warning level, warning") << 3 << 3 << true;
+        QTest::newRow("warning level, critical") << 3 << 5 << true;
+        QTest::newRow("trace level, trace") << 0 << 0 << true;
+        QTest::newRow("critical level, error") << 5 << 4 << false;
+        QTest::newRow("level above the range is critical") << 3 << 9 << true;
+        QTest::newRow("level below the range is trace") << 1 << -3 << false;
+    }
+
+    void logLevels()
+    {
+        QFETCH(int, threshold);
+        QFETCH(int, level);
+        QFETCH(bool, printed);
+        Application::setLogLevel(threshold);
+        QCOMPARE(int(Application::getLogLevel()), threshold);
+        const QString text = QStringLiteral("level check %1/%2").arg(threshold).arg(level);
+        StderrCapture capture;
+        Application::logMessage(text, level);
+        const QString err = capture.text();
+        QCOMPARE(err.contains(text), printed);
+        // The console keeps every message, printed or not, with its level in range.
+        const Korvane::LogEntry last = Application::logEntries().last();
+        QCOMPARE(last.text, text);
+        QCOMPARE(last.level, qBound(0, level, 5));
+    }
+
+    void stderrLineCarriesTimeAndLevel()
+    {
+        const QDateTime when(QDate(2024, 2, 29), QTime(13, 14, 15, 16));
+        StderrCapture capture;
+        Application::logMessage("disk full", Application::Error, when);
+        QCOMPARE(capture.text(), QStringLiteral("2024-02-29 13:14:15.016 [Error] disk full\n"));
+    }
+
+    void messagesFromThreadsReachTheConsoleOnTheGuiThread()
+    {
+        Application::setLogLevel(Application::Critical);  // keep stderr quiet
+        QStringList seen;
+        QList<QThread*> threads;
+        auto connection = connect(Application::instance(), &Application::messageLogged, this,
+                                  [&](const Korvane::LogEntry& entry) {
+                                      if (!entry.text.startsWith("worker "))
+                                          return;
+                                      seen << entry.text;
+                                      threads << QThread::currentThread();
+                                  });
+        std::thread a([]() { for (int i = 0; i < 100; ++i) Application::logMessage(QStringLiteral("worker a %1").arg(i), 0); });
+        std::thread b([]() { for (int i = 0; i < 100; ++i) Application::logMessage(QStringLiteral("worker b %1").arg(i), 0); });
+        a.join();
+        b.join();
+        QTRY_COMPARE(seen.size(), 200);
+        disconnect(connection);
+        QVERIFY(std::all_of(threads.begin(), threads.end(), [](QThread* t) { return t == QThread::currentThread(); }));
+        // Each thread's messages stay in the order it logged them.
+        QCOMPARE(seen.filter("worker a").first(), QStringLiteral("worker a 0"));
+        QCOMPARE(seen.filter("worker a").last(), QStringLiteral("worker a 99"));
+    }
+
+    void addressValidation_data()
+    {
+        QTest::addColumn<QString>("address");
+        QTest::addColumn<bool>("valid");
+        QTest::newRow("xrvp") << "xrvp://server/images/site.jp2" << true;
+        QTest::newRow("xrvps with port") << "xrvps://server:8443/a.jp2" << true;
+        QTest::newRow("upper-case scheme") << "XRVP://server/a.jp2" << true;
+        QTest::newRow("blanks around") << "  xrvp://server/a.jp2 " << true;
+        QTest::newRow("empty") << "" << false;
+        QTest::newRow("http") << "http://server/a.jp2" << false;
+        QTest::newRow("no server") << "xrvp:///a.jp2" << false;
+        QTest::newRow("no scheme") << "server/a.jp2" << false;
+    }
+
+    void addressValidation()
+    {
+        QFETCH(QString, address);
+        QFETCH(bool, valid);
+        QCOMPARE(XRVPBrowser::validate(address).isEmpty(), valid);
+    }
+
+    void browserHistoryIsKeptInTheSettings()
+    {
+        Application::settings()->remove(XRVPBrowser::HistoryKey);
+        XRVPBrowser browser(nullptr, XRVPBrowser::XRVP);
+        QSignalSpy selected(&browser, &XRVPBrowser::urlSelected);
+
+        browser.setAddress("ftp://nope");
+        browser.accept();
+        QCOMPARE(selected.size(), 0);  // refused, dialog still open
+        QVERIFY(XRVPBrowser::history().isEmpty());
+
+        for (int i = 0; i < 25; ++i)
+            XRVPBrowser::remember(QStringLiteral("xrvp://server/%1.jp2").arg(i));
+        browser.setAddress("xrvp://server/3.jp2");
+        browser.accept();
+        QCOMPARE(selected.size(), 1);
+        QCOMPARE(selected.first().first().toString(), QStringLiteral("xrvp://server/3.jp2"));
+        QCOMPARE(browser.result(), int(QDialog::Accepted));
+
+        const QStringList history = XRVPBrowser::history();
+        QCOMPARE(history.size(), XRVPBrowser::MaxHistory);
+        QCOMPARE(history.first(), QStringLiteral("xrvp://server/3.jp2"));  // most recent first, once
+        QCOMPARE(history.count("xrvp://server/3.jp2"), 1);
+        QCOMPARE(history.at(1), QStringLiteral("xrvp://server/24.jp2"));
+        Application::settings()->sync();
+        QSettings file(Application::settingsFile(), QSettings::IniFormat);
+        QCOMPARE(file.value(XRVPBrowser::HistoryKey).toStringList(), history);
+    }
+
+    void getXrvpUrlReturnsNullWhenCancelled()
+    {
+        QTimer closer;
+        connect(&closer, &QTimer::timeout, []() {
+            if (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget()))
+                dialog->reject();
+        });
+        closer.start(10);
+        QVERIFY(XRVPBrowser::getXrvpUrl(nullptr, XRVPBrowser::XRVPS).isNull());
+    }
+};
+
+QDGUI_TEST_MAIN(TestApplication)
+#include "tst_application.moc"

@@ -1,0 +1,295 @@
+// The map view's geometry as layers see it: the visible world rectangle handed to setView,
+// zooming about the cursor, panning by dragging, and the beginUpdate/endUpdate bracket.
+#include "HostTestSupport.h"
+
+#include "QDGui/MapView.h"
+
+#include <cmath>
+
+using Korvane::Map::MapView;
+
+namespace {
+
+// 400 x 300 world units; north-up: top edge at y = 2000, rows run south.
+const QRectF NorthUpBounds(1000, 2000, 400, -300);
+const QRectF SouthUpBounds(0, 0, 400, 300);
+
+void sendMouse(QWidget* widget, QEvent::Type type, const QPointF& pos, Qt::MouseButtons buttons)
+{
+    QMouseEvent event(type, pos, widget->mapToGlobal(pos.toPoint()), Qt::LeftButton, buttons, Qt::NoModifier);
+    QApplication::sendEvent(widget, &event);
+}
+
+void sendWheel(QWidget* widget, const QPointF& pos, int angleDelta)
+{
+    QWheelEvent event(pos, widget->mapToGlobal(pos.toPoint()), QPoint(), QPoint(0, angleDelta),
+                      Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(widget, &event);
+}
+
+void drag(QWidget* widget, const QPointF& from, const QPointF& to)
+{
+    sendMouse(widget, QEvent::MouseButtonPress, from, Qt::LeftButton);
+    sendMouse(widget, QEvent::MouseMove, (from + to) / 2, Qt::LeftButton);
+    sendMouse(widget, QEvent::MouseMove, to, Qt::LeftButton);
+    sendMouse(widget, QEvent::MouseButtonRelease, to, Qt::NoButton);
+}
+
+bool near(double a, double b, double tolerance = 1e-6)
+{
+    return std::abs(a - b) <= tolerance * qMax(1.0, std::abs(b));
+}
+
+} // namespace
+
+class TestMapView : public QObject
+{
+    Q_OBJECT
+
+private:
+    // A shown view of the given size holding one recording layer, fitted to it.
+    RecordingLayer* setUp(MapView& view, const QRectF& bounds, const QSize& size)
+    {
+        auto* layer = new RecordingLayer(bounds);
+        view.resize(size);
+        view.addLayer(layer, -1);
+        view.show();
+        if (!QTest::qWaitForWindowExposed(&view))
+            qWarning("map view not exposed");
+        return layer;
+    }
+
+private slots:
+    void setViewIsTheVisibleWorld_data()
+    {
+        QTest::addColumn<QRectF>("bounds");
+        QTest::addColumn<QSize>("size");
+        QTest::addColumn<QPoint>("dragBy");
+        QTest::addColumn<QRectF>("expected");  // from corner (x1, y1) to (x2, y2)
+
+        QTest::newRow("north-up, exact fit") << NorthUpBounds << QSize(400, 300) << QPoint()
+                                             << QRectF(QPointF(1000, 2000), QPointF(1400, 1700));
+        QTest::newRow("north-up, wide window") << NorthUpBounds << QSize(800, 300) << QPoint()
+                                               << QRectF(QPointF(800, 2000), QPointF(1600, 1700));
+        QTest::newRow("north-up, tall window") << NorthUpBounds << QSize(400, 600) << QPoint()
+                                               << QRectF(QPointF(1000, 2150), QPointF(1400, 1550));
+        QTest::newRow("north-up, dragged right and down") << NorthUpBounds << QSize(400, 300) << QPoint(100, 50)
+                                                          << QRectF(QPointF(900, 2050), QPointF(1300, 1750));
+        QTest::newRow("south-up, exact fit") << SouthUpBounds << QSize(400, 300) << QPoint()
+                                             << QRectF(QPointF(0, 0), QPointF(400, 300));
+        QTest::newRow("south-up, tall window") << SouthUpBounds << QSize(400, 600) << QPoint()
+                                               << QRectF(QPointF(0, -150), QPointF(400, 450));
+        QTest::newRow("south-up, dragged right and down") << SouthUpBounds << QSize(400, 300) << QPoint(100, 50)
+                                                          << QRectF(QPointF(-100, -50), QPointF(300, 250));
+        QTest::newRow("half-scale image, exact fit") << QRectF(0, 600, 800, -600) << QSize(400, 300) << QPoint()
+                                                     << QRectF(QPointF(0, 600), QPointF(800, 0));
+    }
+
+    void setViewIsTheVisibleWorld()
+    {
+        QFETCH(QRectF, bounds);
+        QFETCH(QSize, size);
+        QFETCH(QPoint, dragBy);
+        QFETCH(QRectF, expected);
+        MapView view;
+        RecordingLayer* layer = setUp(view, bounds, size);
+        if (!dragBy.isNull())
+            drag(&view, QPointF(200, 150), QPointF(200, 150) + dragBy);
+
+        QVERIFY(!layer->views.isEmpty());
+        const RecordingLayer::ViewCall last = layer->views.last();
+        QCOMPARE(last.size, size);
+        QVERIFY2(near(last.x1, expected.left()), qPrintable(QString::number(last.x1)));
+        QVERIFY2(near(last.y1, expected.top()), qPrintable(QString::number(last.y1)));
+        QVERIFY2(near(last.x2, expected.right()), qPrintable(QString::number(last.x2)));
+        QVERIFY2(near(last.y2, expected.bottom()), qPrintable(QString::number(last.y2)));
+        // And the corners really are where the view draws them.
+        QVERIFY(near(view.toDevice(QPointF(last.x1, last.y1)).x(), 0.0));
+        QVERIFY(near(view.toDevice(QPointF(last.x2, last.y2)).y(), size.height()));
+    }
+
+    void zoomKeepsThePointUnderTheCursor_data()
+    {
+        QTest::addColumn<QRectF>("bounds");
+        QTest::addColumn<QPointF>("cursor");
+        QTest::addColumn<int>("angleDelta");
+
+        const QList<QPointF> cursors{QPointF(200, 150), QPointF(3, 4), QPointF(397.5, 12.25), QPointF(51, 290)};
+        const QList<int> deltas{120, -120, 360, -240, 60};
+        for (const QPointF& cursor : cursors) {
+            for (int delta : deltas) {
+                QTest::addRow("north-up at %g,%g by %d", cursor.x(), cursor.y(), delta)
+                    << NorthUpBounds << cursor << delta;
+                QTest::addRow("south-up at %g,%g by %d", cursor.x(), cursor.y(), delta)
+                    << SouthUpBounds << cursor << delta;
+            }
+        }
+    }
+
+    void zoomKeepsThePointUnderTheCursor()
+    {
+        QFETCH(QRectF, bounds);
+        QFETCH(QPointF, cursor);
+        QFETCH(int, angleDelta);
+        MapView view;
+        RecordingLayer* layer = setUp(view, bounds, QSize(400, 300));
+        const QPointF before = view.toWorld(cursor);
+        const double scaleBefore = view.unitsPerPixel();
+
+        sendWheel(&view, cursor, angleDelta);
+        sendWheel(&view, cursor, angleDelta);
+
+        const QPointF after = view.toWorld(cursor);
+        QVERIFY2(near(after.x(), before.x(), 1e-9) && near(after.y(), before.y(), 1e-9),
+                 qPrintable(QStringLiteral("%1,%2 moved to %3,%4").arg(before.x()).arg(before.y()).arg(after.x()).arg(after.y())));
+        const double expectedScale = scaleBefore / std::pow(1.25, 2 * angleDelta / 120.0);
+        QVERIFY(near(view.unitsPerPixel(), expectedScale));
+
+        // The layer's new view puts that world point at the cursor's place across the screen.
+        const RecordingLayer::ViewCall last = layer->views.last();
+        QVERIFY(near((before.x() - last.x1) / (last.x2 - last.x1), cursor.x() / 400.0));
+        QVERIFY(near((before.y() - last.y1) / (last.y2 - last.y1), cursor.y() / 300.0));
+    }
+
+    void dragKeepsThePictureUnderTheCursor_data()
+    {
+        QTest::addColumn<QRectF>("bounds");
+        QTest::addColumn<QPointF>("from");
+        QTest::addColumn<QPointF>("to");
+        QTest::newRow("north-up") << NorthUpBounds << QPointF(20, 30) << QPointF(321.5, 250.25);
+        QTest::newRow("south-up") << SouthUpBounds << QPointF(390, 290) << QPointF(-40, 10);
+    }
+
+    void dragKeepsThePictureUnderTheCursor()
+    {
+        QFETCH(QRectF, bounds);
+        QFETCH(QPointF, from);
+        QFETCH(QPointF, to);
+        MapView view;
+        setUp(view, bounds, QSize(400, 300));
+        view.zoomAt(QPointF(100, 100), 3.0);  // not at the fitted scale
+        const QPointF grabbed = view.toWorld(from);
+        drag(&view, from, to);
+        const QPointF now = view.toDevice(grabbed);
+        QVERIFY(near(now.x(), to.x(), 1e-9));
+        QVERIFY(near(now.y(), to.y(), 1e-9));
+    }
+
+    void interactionsAreBracketed()
+    {
+        MapView view;
+        RecordingLayer* layer = setUp(view, NorthUpBounds, QSize(400, 300));
+
+        layer->views.clear();
+        drag(&view, QPointF(10, 10), QPointF(60, 40));
+        QCOMPARE(layer->begins, 1);
+        QCOMPARE(layer->ends, 1);
+        QVERIFY(layer->views.size() >= 2);
+        QVERIFY(layer->views.first().updating);      // views follow the drag...
+        QVERIFY(!layer->views.last().updating);      // ...and a final one comes after it
+
+        // A burst of wheel steps is one interaction that ends when the wheel rests.
+        sendWheel(&view, QPointF(100, 100), 120);
+        sendWheel(&view, QPointF(100, 100), 120);
+        QCOMPARE(layer->begins, 2);
+        QCOMPARE(layer->ends, 1);
+        QVERIFY(layer->updating);
+        QTRY_COMPARE(layer->ends, 2);
+        QVERIFY(!layer->views.last().updating);
+
+        view.zoomToLayer(layer);
+        QCOMPARE(layer->begins, 3);
+        QCOMPARE(layer->ends, 3);
+        QVERIFY(!layer->views.last().updating);
+    }
+
+    void hiddenLayersGetNoView()
+    {
+        MapView view;
+        RecordingLayer* layer = setUp(view, NorthUpBounds, QSize(400, 300));
+        view.setLayerVisible(layer, false);
+        layer->views.clear();
+        layer->paints.clear();
+        view.zoomAt(QPointF(5, 5), 2.0);
+        view.repaint();
+        QVERIFY(layer->views.isEmpty());
+        QVERIFY(layer->paints.isEmpty());
+        view.setLayerVisible(layer, true);
+        QCOMPARE(layer->views.size(), 1);
+    }
+
+    void addLayerPositions_data()
+    {
+        QTest::addColumn<int>("position");
+        QTest::addColumn<int>("expectedIndex");
+        QTest::newRow("bottom") << 0 << 0;
+        QTest::newRow("between") << 1 << 1;
+        QTest::newRow("top by -1") << -1 << 2;
+        QTest::newRow("top by count") << 2 << 2;
+        QTest::newRow("past the end") << 99 << 2;
+    }
+
+    void addLayerPositions()
+    {
+        QFETCH(int, position);
+        QFETCH(int, expectedIndex);
+        MapView view;
+        auto* a = new RecordingLayer(NorthUpBounds);
+        auto* b = new RecordingLayer(NorthUpBounds);
+        QCOMPARE(view.addLayer(a, -1), 0);
+        QCOMPARE(view.addLayer(b, -1), 1);
+        QSignalSpy active(&view, &MapView::activeLayerChanged);
+        auto* c = new RecordingLayer(NorthUpBounds);
+        QCOMPARE(view.addLayer(c, position), expectedIndex);
+        QCOMPARE(view.layers().indexOf(c), expectedIndex);
+        QCOMPARE(c->parent(), &view);
+        QCOMPARE(view.activeLayer(), c);
+        QCOMPARE(active.size(), 1);
+    }
+
+    void refusedLayers()
+    {
+        MapView view;
+        auto* a = new RecordingLayer(NorthUpBounds);
+        QCOMPARE(view.addLayer(nullptr, -1), -1);
+        QCOMPARE(view.addLayer(a, -1), 0);
+        QCOMPARE(view.addLayer(a, -1), -1);
+        QCOMPARE(view.layers().size(), 1);
+    }
+
+    void removingTheActiveLayerActivatesAnother()
+    {
+        MapView view;
+        auto* a = new RecordingLayer(NorthUpBounds);
+        auto* b = new RecordingLayer(NorthUpBounds);
+        view.addLayer(a, -1);
+        view.addLayer(b, -1);
+        QPointer<RecordingLayer> watch(b);
+        QSignalSpy active(&view, &MapView::activeLayerChanged);
+        QVERIFY(view.removeLayer(b));
+        QVERIFY(watch.isNull());  // the view owned it
+        QCOMPARE(view.activeLayer(), a);
+        QCOMPARE(active.size(), 1);
+        delete a;  // behind the view's back
+        QVERIFY(view.layers().isEmpty());
+        QCOMPARE(view.activeLayer(), nullptr);
+    }
+
+    void renderToDrawsWithoutAScreen()
+    {
+        MapView view;
+        view.resize(400, 300);
+        view.addLayer(new RecordingLayer(QRectF(0, 100, 100, -100), Qt::red), -1);
+        // World (0..100, 0..100) lands on device (100..200, 100..200).
+        view.setCenterAndScale(QPointF(100, 50), 1.0);
+        QImage image(view.size(), QImage::Format_ARGB32);
+        view.renderTo(image);
+        QCOMPARE(image.pixelColor(101, 101), QColor(Qt::red));
+        QCOMPARE(image.pixelColor(198, 198), QColor(Qt::red));
+        QCOMPARE(image.pixelColor(99, 150), QColor(Qt::white));
+        QCOMPARE(image.pixelColor(150, 201), QColor(Qt::white));
+    }
+};
+
+QDGUI_TEST_MAIN(TestMapView)
+#include "tst_mapview.moc"

@@ -1,0 +1,166 @@
+// Plug-ins are found by interface id in folders; broken files are refused with the loader's
+// own explanation and the rest still load; layers are made through the plug-in whose filter
+// matches, or by class name for projects.
+#include "HostTestSupport.h"
+
+#include "QDGui/ILayerEditorPlugin.h"
+#include "QDGui/ILayerPluginInfo.h"
+#include "QDGui/ImageLayer.h"
+#include "QDGui/PluginManager.h"
+
+#include <QtCore/QFile>
+#include <QtCore/QPluginLoader>
+
+using Korvane::PluginManager;
+
+class TestPluginManager : public QObject
+{
+    Q_OBJECT
+
+private:
+    // A plug-in folder holding a text file dressed as a library, a real library that is no
+    // plug-in, a README, and the test plug-in.
+    QString brokenFolder(QTemporaryDir& dir)
+    {
+        HostTest::writeText(dir.filePath("libbroken.so"), "this is not a library\n");
+        HostTest::writeText(dir.filePath("README.txt"), "plug-ins go here\n");
+        QFile::copy(HOST_NOT_A_PLUGIN, dir.filePath("libnotaplugin.so"));
+        QFile::copy(HOST_TEST_PLUGIN, dir.filePath("libtestlayer.so"));
+        return dir.path();
+    }
+
+private slots:
+    void brokenLibrariesAreLoggedAndTheRestLoads()
+    {
+        QTemporaryDir dir;
+        const qsizetype before = Korvane::Application::logEntries().size();
+        PluginManager manager;
+        QCOMPARE(manager.loadFolders({brokenFolder(dir), dir.filePath("missing")}), 1);
+
+        QCOMPARE(manager.plugins().size(), 1);
+        const PluginManager::Plugin plugin = manager.plugins().first();
+        QVERIFY(plugin.info && plugin.factory && plugin.editor);
+        QCOMPARE(plugin.info->getDescription(), QStringLiteral("Test raster"));
+
+        // One error per broken library, each carrying what QPluginLoader said about it.
+        QCOMPARE(manager.errors().size(), 2);
+        for (const char* name : {"libbroken.so", "libnotaplugin.so"}) {
+            QPluginLoader loader(dir.filePath(name));
+            QVERIFY(!loader.load());
+            const QString loaderSays = loader.errorString();
+            bool logged = false;
+            const QVector<Korvane::LogEntry> log = Korvane::Application::logEntries();
+            for (qsizetype i = before; i < log.size(); ++i)
+                if (log[i].text.contains(loaderSays) && log[i].level >= Korvane::Application::Warning)
+                    logged = true;
+            QVERIFY2(logged, qPrintable(loaderSays));
+        }
+    }
+
+    void sameLibraryTwiceLoadsOnce()
+    {
+        QTemporaryDir a, b;
+        QFile::copy(HOST_TEST_PLUGIN, a.filePath("libtestlayer.so"));
+        QFile::link(a.filePath("libtestlayer.so"), b.filePath("libalias.so"));
+        PluginManager manager;
+        QCOMPARE(manager.loadFolders({a.path(), b.path()}), 1);
+        QVERIFY(manager.errors().isEmpty());
+    }
+
+    void filterPatterns_data()
+    {
+        QTest::addColumn<QString>("filter");
+        QTest::addColumn<QStringList>("patterns");
+        QTest::newRow("one group") << "Images (*.png *.tif)" << QStringList{"*.png", "*.tif"};
+        QTest::newRow("groups, odd spacing")
+            << "XRV Image (*.xrv);;XRVP / JPIP Url(*.url);;JPEG 2000 Image(*.jp2 *.j2k)"
+            << QStringList{"*.xrv", "*.url", "*.jp2", "*.j2k"};
+        QTest::newRow("no group") << "Anything" << QStringList{};
+    }
+
+    void filterPatterns()
+    {
+        QFETCH(QString, filter);
+        QFETCH(QStringList, patterns);
+        QCOMPARE(PluginManager::filterPatterns(filter), patterns);
+    }
+
+    void openLayerChoosesByFilter()
+    {
+        QTemporaryDir dir;
+        QFile::copy(HOST_TEST_PLUGIN, dir.filePath("libtestlayer.so"));
+        PluginManager manager;
+        manager.loadFolders({dir.path()});
+        QVERIFY(manager.fileFilter().contains("Test Raster (*.tstr)"));
+        QVERIFY(manager.fileFilter().contains(Korvane::ImageLayer::FileFilter));
+
+        HostTest::writeText(dir.filePath("a.TSTR"), "8 6 #112233\n");
+        QString error;
+        std::unique_ptr<Korvane::Map::Layer> layer(manager.openLayer(dir.filePath("a.TSTR"), &error));
+        QVERIFY2(layer, qPrintable(error));
+        QCOMPARE(layer->metaObject()->className(), "TestRasterLayer");
+
+        HostTest::patternImage(QSize(4, 3)).save(dir.filePath("b.png"));
+        layer.reset(manager.openLayer(dir.filePath("b.png"), &error));
+        QVERIFY2(qobject_cast<Korvane::ImageLayer*>(layer.get()), qPrintable(error));
+    }
+
+    void openLayerFailures_data()
+    {
+        QTest::addColumn<QString>("fileName");
+        QTest::addColumn<QString>("content");
+        QTest::addColumn<QString>("errorPart");
+        QTest::newRow("nobody reads it") << "c.xyz" << "" << "No layer plug-in reads files like c.xyz";
+        QTest::newRow("plug-in's own error") << "bad.tstr" << "nonsense" << "is not a test raster";
+        QTest::newRow("missing image") << "gone.png" << QString() << "does not exist";
+        QTest::newRow("address nobody serves") << "xrvp://server/x.jp2" << QString() << "";
+    }
+
+    void openLayerFailures()
+    {
+        QFETCH(QString, fileName);
+        QFETCH(QString, content);
+        QFETCH(QString, errorPart);
+        QTemporaryDir dir;
+        QFile::copy(HOST_TEST_PLUGIN, dir.filePath("libtestlayer.so"));
+        PluginManager manager;
+        manager.loadFolders({dir.path()});
+        const QString source = fileName.contains("://") ? fileName : dir.filePath(fileName);
+        if (!content.isNull())
+            HostTest::writeText(source, content);
+        QString error;
+        QVERIFY(!manager.openLayer(source, &error));
+        QVERIFY2(!error.isEmpty() && error.contains(errorPart), qPrintable(error));
+    }
+
+    void createLayerByClassName()
+    {
+        QTemporaryDir dir;
+        QFile::copy(HOST_TEST_PLUGIN, dir.filePath("libtestlayer.so"));
+        PluginManager manager;
+        manager.loadFolders({dir.path()});
+        std::unique_ptr<Korvane::Map::Layer> a(manager.createLayer("TestRasterLayer"));
+        std::unique_ptr<Korvane::Map::Layer> b(manager.createLayer("Korvane::ImageLayer"));
+        QVERIFY(a && b);
+        QCOMPARE(a->metaObject()->className(), "TestRasterLayer");
+        QCOMPARE(b->metaObject()->className(), "Korvane::ImageLayer");
+        QVERIFY(!manager.createLayer("Nobody::Makes"));
+    }
+
+    void disabledPluginIsSkipped()
+    {
+        QTemporaryDir dir;
+        QFile::copy(HOST_TEST_PLUGIN, dir.filePath("libtestlayer.so"));
+        PluginManager manager;
+        manager.loadFolders({dir.path()});
+        manager.plugins().first().info->setEnabled(false);
+        HostTest::writeText(dir.filePath("a.tstr"), "8 6 #112233\n");
+        QString error;
+        QVERIFY(!manager.openLayer(dir.filePath("a.tstr"), &error));
+        QVERIFY(!manager.fileFilter().contains("*.tstr"));
+        manager.plugins().first().info->setEnabled(true);
+    }
+};
+
+QDGUI_TEST_MAIN(TestPluginManager)
+#include "tst_pluginmanager.moc"

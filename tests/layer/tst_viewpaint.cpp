@@ -1,0 +1,195 @@
+// View set-up and painting: clipping to the image and snapping to cells, views off the image,
+// half-size views while roaming, and the backing picture under the main one.
+#include <QtTest>
+
+#include "LayerTestSupport.h"
+#include "QDGui/Application.h"
+
+#include <QSettings>
+#include <memory>
+
+using Korvane::XRVJP2kLayer;
+
+namespace {
+struct ViewBox
+{
+    double x1, y1, x2, y2;
+};
+} // namespace
+Q_DECLARE_METATYPE(ViewBox)
+
+class TestViewPaint : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+    void cleanupTestCase();
+    void clipsAndSnaps_data();
+    void clipsAndSnaps();
+    void halvesBlockingViewsWhileRoaming_data();
+    void halvesBlockingViewsWhileRoaming();
+    void backingPictureStaysHidden_data();
+    void backingPictureStaysHidden();
+
+private:
+    std::unique_ptr<XRVJP2kLayer> openLayer(const QString& file);
+    QTemporaryDir folder;
+    QString square;  // 1000 x 1000 cells of 1 unit, x 0..1000, y 1000..0
+    QString withOpacity;
+};
+
+void TestViewPaint::initTestCase()
+{
+    QVERIFY(folder.isValid());
+    square = LayerTest::makeImage(folder.path(), QStringLiteral("square.jp2"),
+                                  {"--size", "1000x1000", "--origin", "0,1000", "--cell", "1"});
+    withOpacity = LayerTest::makeImage(folder.path(), QStringLiteral("rgba.jp2"), {"--bands", "4"});
+    QVERIFY(!square.isEmpty() && !withOpacity.isEmpty());
+    PLKInit();
+}
+
+void TestViewPaint::init()
+{
+    LayerTest::useSettingsFile(folder.path());
+    // Blocking views: each paint decodes the view there and then.
+    Korvane::Application::settings()->setValue("XRVJP2kLayer/OpenProgressive", false);
+}
+
+void TestViewPaint::cleanupTestCase()
+{
+    PLKShutdown();
+}
+
+std::unique_ptr<XRVJP2kLayer> TestViewPaint::openLayer(const QString& file)
+{
+    std::unique_ptr<XRVJP2kLayer> layer(new XRVJP2kLayer(nullptr));
+    if (!layer->setDataSource(file))
+        qWarning("%s", qPrintable(layer->getLastError()));
+    return layer;
+}
+
+void TestViewPaint::clipsAndSnaps_data()
+{
+    QTest::addColumn<QSize>("screen");
+    QTest::addColumn<ViewBox>("requested");
+    QTest::addColumn<bool>("onImage");
+    QTest::addColumn<ViewBox>("expected");
+    QTest::addColumn<QSize>("expectedSize");
+    QTest::newRow("left half off the image") << QSize(1000, 1000) << ViewBox{-500, 1000, 500, 0} << true
+                                             << ViewBox{0, 1000, 500, 0} << QSize(500, 1000);
+    QTest::newRow("fractions snapped outward") << QSize(100, 100) << ViewBox{10.5, 989.5, 20.5, 979.5} << true
+                                               << ViewBox{10, 990, 21, 979} << QSize(109, 109);
+    QTest::newRow("image inside a larger window") << QSize(800, 800) << ViewBox{-1000, 2000, 2000, -1000} << true
+                                                  << ViewBox{0, 1000, 1000, 0} << QSize(266, 266);
+    QTest::newRow("right of the image") << QSize(500, 500) << ViewBox{1500, 1000, 2500, 0} << false << ViewBox{}
+                                        << QSize();
+    QTest::newRow("below the image") << QSize(500, 500) << ViewBox{0, -100, 1000, -200} << false << ViewBox{}
+                                     << QSize();
+    QTest::newRow("less than a pixel") << QSize(10, 10) << ViewBox{0, 1000, 100000, -99000} << false << ViewBox{}
+                                       << QSize();
+}
+
+void TestViewPaint::clipsAndSnaps()
+{
+    QFETCH(QSize, screen);
+    QFETCH(ViewBox, requested);
+    QFETCH(bool, onImage);
+    QFETCH(ViewBox, expected);
+    QFETCH(QSize, expectedSize);
+    Korvane::Application::settings()->setValue("XRVJP2kLayer/OpenProgressive", true);
+    auto layer = openLayer(square);
+    QVERIFY(layer->isValid());
+    // A picture on screen first, so that a view off the image has something to drop.
+    QSignalSpy refreshes(layer.get(), &Korvane::Map::Layer::refreshRequested);
+    layer->setView(200, 200, 0, 1000, 1000, 0);
+    QVERIFY(LayerTest::waitForFinalPicture(*layer, refreshes));
+    QCOMPARE(qAlpha(LayerTest::paintLayer(*layer, QSize(200, 200), 0, 1000, 1000, 0).pixel(100, 100)), 255);
+
+    layer->setView(screen.width(), screen.height(), requested.x1, requested.y1, requested.x2, requested.y2);
+    const PLKSetViewInfo view = LayerTest::viewOf(*layer);
+    if (onImage) {
+        QCOMPARE(QSize(int(view.nSizeX), int(view.nSizeY)), expectedSize);
+        QCOMPARE(view.fTopX, expected.x1);
+        QCOMPARE(view.fLeftY, expected.y1);
+        QCOMPARE(view.fBottomX, expected.x2);
+        QCOMPARE(view.fRightY, expected.y2);
+    } else {
+        QCOMPARE(view.nSizeX, 200u);  // nothing was sent to the engine...
+        // ...and the old picture is gone rather than left stale on screen.
+        QCOMPARE(LayerTest::paintLayer(*layer, QSize(200, 200), 0, 1000, 1000, 0).pixel(100, 100), 0u);
+    }
+}
+
+void TestViewPaint::halvesBlockingViewsWhileRoaming_data()
+{
+    QTest::addColumn<bool>("progressive");
+    QTest::addColumn<bool>("adaptive");
+    QTest::addColumn<bool>("updating");
+    QTest::addColumn<QSize>("expected");
+    QTest::newRow("blocking, adaptive, roaming") << false << true << true << QSize(500, 400);
+    QTest::newRow("blocking, adaptive, still") << false << true << false << QSize(1001, 801);
+    QTest::newRow("progressive, adaptive, roaming") << true << true << true << QSize(1001, 801);
+}
+
+void TestViewPaint::halvesBlockingViewsWhileRoaming()
+{
+    QFETCH(bool, progressive);
+    QFETCH(bool, adaptive);
+    QFETCH(bool, updating);
+    QFETCH(QSize, expected);
+    Korvane::Application::settings()->setValue("XRVJP2kLayer/OpenProgressive", progressive);
+    Korvane::Application::settings()->setValue("XRVJP2kLayer/AdaptiveRendering", adaptive);
+    auto layer = openLayer(square);
+    if (updating)
+        layer->beginUpdate(false);  // the flag is not what starts the update
+    layer->setView(1001, 801, 0, 1000, 1000, 0);
+    QCOMPARE(QSize(int(LayerTest::viewOf(*layer).nSizeX), int(LayerTest::viewOf(*layer).nSizeY)), expected);
+    layer->endUpdate();
+    layer->setView(1001, 801, 0, 1000, 1000, 0);
+    QCOMPARE(LayerTest::viewOf(*layer).nSizeX, 1001u);
+}
+
+void TestViewPaint::backingPictureStaysHidden_data()
+{
+    QTest::addColumn<bool>("opacityBand");
+    QTest::addColumn<double>("transparency");
+    QTest::newRow("half transparent layer") << false << 0.5;
+    QTest::newRow("image with an opacity band") << true << 1.0;
+}
+
+void TestViewPaint::backingPictureStaysHidden()
+{
+    QFETCH(bool, opacityBand);
+    QFETCH(double, transparency);
+    const QString file = opacityBand ? withOpacity : square;
+    // The same layer without and with the backing store must paint the same: a backing picture
+    // drawn underneath would show through the partly transparent main picture.
+    QImage pictures[2];
+    for (bool backed : {false, true}) {
+        Korvane::Application::settings()->setValue("XRVJP2kLayer/UseBackingstore", backed);
+        auto layer = openLayer(file);
+        QVERIFY(layer->isValid());
+        layer->setTransparency(transparency);
+        const QRectF bounds = layer->getBounds();
+        layer->setView(256, 256, bounds.left(), bounds.top(), bounds.right(), bounds.bottom());
+        pictures[backed] = LayerTest::paintLayer(*layer, QSize(256, 256), bounds.left(), bounds.top(),
+                                                 bounds.right(), bounds.bottom());
+    }
+    int seeThrough = 0;  // pixels where a picture underneath would show
+    for (int y = 0; y < 256; ++y)
+        for (int x = 0; x < 256; ++x)
+            seeThrough += qAlpha(pictures[0].pixel(x, y)) > 0 && qAlpha(pictures[0].pixel(x, y)) < 255;
+    QVERIFY(seeThrough > 1000);
+    QCOMPARE(LayerTest::differingPixels(pictures[0], pictures[1]), 0);
+}
+
+int main(int argc, char** argv)
+{
+    Korvane::Application app(argc, argv);
+    TestViewPaint test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_viewpaint.moc"

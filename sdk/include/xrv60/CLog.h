@@ -49,7 +49,8 @@ public:
     static void RegisterLogger(ILogger<char>* pLogger);
     /// Installs the wide sink; null removes it.
     static void RegisterLogger(ILogger<wchar_t>* pLogger);
-    /// Writes a printf-style message to every sink that wants its level.
+    /// Writes a printf-style message to the narrow sink (to the wide one when there is no
+    /// narrow sink) if the sink wants its level.
     static void Log(const char* szModule, int nLevel, const char* szFormat, ...)
 #if defined(__GNUC__)
         __attribute__((format(printf, 3, 4)))

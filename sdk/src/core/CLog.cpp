@@ -65,8 +65,8 @@ bool CLog::IsEnabled(const char* szModule, int nLevel)
     Sinks& s = sinks();
     std::lock_guard<std::recursive_mutex> lock(s.mutex);
     const CLogContext context{szModule};
-    return (s.narrow && s.narrow->isLevelEnabled(&context, nLevel)) ||
-           (s.wide && s.wide->isLevelEnabled(&context, nLevel));
+    if (s.narrow) return s.narrow->isLevelEnabled(&context, nLevel);
+    return s.wide && s.wide->isLevelEnabled(&context, nLevel);
 }
 
 void CLog::Log(const char* szModule, int nLevel, const char* szFormat, ...)
@@ -74,8 +74,10 @@ void CLog::Log(const char* szModule, int nLevel, const char* szFormat, ...)
     Sinks& s = sinks();
     std::lock_guard<std::recursive_mutex> lock(s.mutex);
     const CLogContext context{szModule};
+    // The engine's messages are narrow texts: they go to the narrow sink, and to the wide one
+    // only when no narrow sink is registered, so an application with both sees each once.
     const bool toNarrow = s.narrow && s.narrow->isLevelEnabled(&context, nLevel);
-    const bool toWide = s.wide && s.wide->isLevelEnabled(&context, nLevel);
+    const bool toWide = !s.narrow && s.wide && s.wide->isLevelEnabled(&context, nLevel);
     if (!toNarrow && !toWide) return;
 
     va_list args;

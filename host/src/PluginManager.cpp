@@ -1,6 +1,7 @@
 #include "QDGui/PluginManager.h"
 
 #include "QDGui/Application.h"
+#include "QDGui/IDockWidgetProvider.h"
 #include "QDGui/ILayerEditorPlugin.h"
 #include "QDGui/ILayerPlugin.h"
 #include "QDGui/ILayerPluginInfo.h"
@@ -108,16 +109,17 @@ bool PluginManager::loadFile(const QString& path)
     plugin.info = qobject_cast<ILayerPluginInfo*>(instance);
     plugin.factory = qobject_cast<ILayerPlugin*>(instance);
     plugin.editor = qobject_cast<ILayerEditorPlugin*>(instance);
-    if (!plugin.info && !plugin.factory && !plugin.editor) {
-        fail(tr("%1 is a Qt plug-in but not a layer plug-in: it offers none of the interfaces %2, %3, %4.")
+    plugin.docks = qobject_cast<IDockWidgetProvider*>(instance);
+    if (!plugin.info && !plugin.factory && !plugin.editor && !plugin.docks) {
+        fail(tr("%1 is a Qt plug-in but not a viewer plug-in: it offers none of the interfaces %2, %3, %4, %5.")
                  .arg(path, QStringLiteral(ILayerPluginInfo_iid), QStringLiteral(ILayerPlugin_iid),
-                      QStringLiteral(ILayerEditorPlugin_iid)));
+                      QStringLiteral(ILayerEditorPlugin_iid), QStringLiteral(IDockWidgetProvider_iid)));
         return false;
     }
     m_plugins.append(plugin);
     const QString name = plugin.info ? plugin.info->getDescription() : QFileInfo(path).fileName();
     const QString version = plugin.info ? plugin.info->getVersion() : QString();
-    Application::logMessage(tr("Loaded layer plug-in %1 %2 from %3").arg(name, version, path),
+    Application::logMessage(tr("Loaded plug-in %1 %2 from %3").arg(name, version, path),
                             Application::Info);
     return true;
 }

@@ -9,6 +9,7 @@
 #include "ProjectFile.h"
 
 #include "QDGui/Application.h"
+#include "QDGui/IDockWidgetProvider.h"
 #include "QDGui/ILayerEditorPlugin.h"
 #include "QDGui/ILayerPluginInfo.h"
 #include "QDGui/Layer.h"
@@ -124,6 +125,9 @@ void MainWindow::collectPluginContributions()
 {
     bool actions = false;
     for (const Korvane::PluginManager::Plugin& plugin : m_plugins->plugins()) {
+        if (plugin.docks)
+            for (QDockWidget* dock : plugin.docks->createDockWidgets())
+                addPluginDock(dock);
         ILayerEditorPlugin* editor = plugin.editor;
         if (!editor)
             continue;

@@ -9,6 +9,8 @@
 #include <QtCore/QLocale>
 #include <QtCore/QSettings>
 #include <QtCore/QTimer>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QTabWidget>
 #include <QtCore/QTranslator>
 
 #include <cstdio>
@@ -28,12 +30,35 @@ int runRender(Korvane::PluginManager& plugins, const ViewerOptions& options)
     return 0;
 }
 
+// For documentation and checks: with QDVIEWER_SCREENSHOT_INFO_TAB=N the screenshot shows tab N
+// of the layer information dialog for the active layer instead of the main window.
+void scheduleInfoScreenshot(MainWindow& window, int delay, const QString& path, int tab)
+{
+    QTimer::singleShot(delay, &window, [&window]() {
+        QMetaObject::invokeMethod(&window, "onLayerInformation", Qt::QueuedConnection);
+    });
+    QTimer::singleShot(delay + 800, &window, [path, tab]() {
+        QWidget* dialog = QApplication::activeModalWidget();
+        if (auto* tabs = dialog ? dialog->findChild<QTabWidget*>() : nullptr) {
+            tabs->setCurrentIndex(tab);
+            dialog->grab().save(path);
+        }
+        QCoreApplication::quit();
+    });
+}
+
 void scheduleQuit(MainWindow& window, const ViewerOptions& options)
 {
     if (options.quitAfterMs < 0 && options.screenshot.isEmpty())
         return;
     const int delay = options.quitAfterMs < 0 ? 0 : options.quitAfterMs;
     const QString path = options.screenshot;
+    bool tabGiven = false;
+    const int tab = qEnvironmentVariableIntValue("QDVIEWER_SCREENSHOT_INFO_TAB", &tabGiven);
+    if (tabGiven && !path.isEmpty()) {
+        scheduleInfoScreenshot(window, delay, path, tab);
+        return;
+    }
     QTimer::singleShot(delay, &window, [&window, path]() {
         if (!path.isEmpty() && !window.grab().save(path))
             Korvane::Application::logMessage(QCoreApplication::translate("main", "The screenshot %1 could not be written.").arg(path),

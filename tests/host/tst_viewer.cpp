@@ -176,7 +176,7 @@ private slots:
         QVERIFY2(run.exitCode == 0, qPrintable(run.errors));
         QVERIFY2(run.errors.contains("libbroken.so could not be loaded"), qPrintable(run.errors));
         QVERIFY2(run.errors.contains("libnotaplugin.so could not be loaded"), qPrintable(run.errors));
-        QVERIFY2(run.errors.contains("Loaded layer plug-in Test raster 1.2.3"), qPrintable(run.errors));
+        QVERIFY2(run.errors.contains("Loaded plug-in Test raster 1.2.3"), qPrintable(run.errors));
         // The plug-in's dock panel heard of the map window and of the layer opened in it.
         QVERIFY2(run.errors.contains("test panel: window Map 1"), qPrintable(run.errors));
         QVERIFY2(run.errors.contains("test panel: layer test raster"), qPrintable(run.errors));

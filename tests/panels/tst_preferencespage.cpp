@@ -344,9 +344,10 @@ void TestPreferencesPage::chosenFolderIsSavedButNotShown()
             return;
         }
         foldersOnly = chooser->testOption(QFileDialog::ShowDirsOnly);
-        chooser->setDirectory(chosen.path());
-        chooser->selectFile(chosen.path());
-        static_cast<QDialog*>(chooser)->accept();  // runs the chooser's own checks
+        // The folder typed into the name field (which starts with the old folder's name), then "Choose".
+        auto* name = chooser->findChild<QLineEdit*>("fileNameEdit");
+        if (name) name->setText(chosen.path());
+        static_cast<QDialog*>(chooser)->accept();
         if (chooser->isVisible()) chooser->reject();
     });
     QTest::mouseClick(child<QToolButton>("diskCacheButton"), Qt::LeftButton);

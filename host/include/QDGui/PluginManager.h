@@ -6,6 +6,7 @@
 #include <QtCore/QStringList>
 
 class ILayerEditorPlugin;
+class IDockWidgetProvider;
 class ILayerPlugin;
 class ILayerPluginInfo;
 
@@ -30,6 +31,7 @@ public:
         ILayerPluginInfo* info = nullptr;      // may be null
         ILayerPlugin* factory = nullptr;       // may be null
         ILayerEditorPlugin* editor = nullptr;  // may be null
+        IDockWidgetProvider* docks = nullptr;  // may be null
     };
 
     // Environment variable with extra plug-in folders, separated by ':'.

@@ -16,6 +16,7 @@
 #include "CLog.h"
 #include "ModalAnswer.h"
 #include "QDGui/Application.h"
+#include "QDGui/IDockWidgetProvider.h"
 #include "QDGui/ILayerEditorPlugin.h"
 #include "QDGui/MapView.h"
 #include "QDGui/XRVPBrowser.h"
@@ -76,6 +77,7 @@ private slots:
     void addAddress_data();
     void addAddress();
     void oneConnectionAfterSeveralOpenings();
+    void hillshadeDockActsOnPluginLayers();
 
 private:
     QObject* plugin() { return m_loader.instance(); }
@@ -301,6 +303,34 @@ void TestEditorContributions::oneConnectionAfterSeveralOpenings()
     QCOMPARE(m_area->subWindowList().size(), 1);
     auto* view = qobject_cast<Korvane::Map::MapView*>(m_area->subWindowList().first()->widget());
     QCOMPARE(view->layers().size(), 1);
+}
+
+void TestEditorContributions::hillshadeDockActsOnPluginLayers()
+{
+    if (samplePath().isEmpty()) QSKIP("the bundled sample has not been made");
+    QPluginLoader module(QStringLiteral(XRV_HILLSHADE_FILE));
+    auto* provider = qobject_cast<IDockWidgetProvider*>(module.instance());
+    QVERIFY2(provider, qPrintable(module.errorString()));
+    const QList<QDockWidget*> docks = provider->createDockWidgets();
+    QCOMPARE(docks.size(), 1);
+    std::unique_ptr<QDockWidget> dock(docks.first());
+    QCOMPARE(dock->objectName(), QString("XRV JPEG 2000 Hillshade"));
+    QWidget* panel = dock->widget();
+    QCOMPARE(QString(panel->metaObject()->className()), QString("XRVJP2kSunshade"));
+
+    addAddress(samplePath());
+    QMdiSubWindow* sub = m_area->subWindowList().value(0);
+    QVERIFY(sub);
+    Korvane::Map::Layer* layer = qobject_cast<Korvane::Map::MapView*>(sub->widget())->layers().value(0);
+    QVERIFY(layer);
+    // The layer was made by the other module: the panel must still know it for one of its own.
+    QVERIFY(QMetaObject::invokeMethod(panel, "onSubWindowActivated", Q_ARG(QMdiSubWindow*, sub)));
+    QVERIFY(QMetaObject::invokeMethod(panel, "onLayerActivated", Q_ARG(Korvane::Map::Layer*, layer)));
+    QVERIFY(panel->isEnabled());
+    QSignalSpy redraws(layer, &Korvane::Map::Layer::refreshRequested);
+    panel->findChild<QCheckBox*>("hillShadeCheckBox")->click();
+    QTRY_VERIFY(!redraws.isEmpty());
+    delete module.instance();
 }
 
 int main(int argc, char** argv)

@@ -60,7 +60,10 @@ void scheduleQuit(MainWindow& window, const ViewerOptions& options)
         return;
     }
     QTimer::singleShot(delay, &window, [&window, path]() {
-        if (!path.isEmpty() && !window.grab().save(path))
+        // With QDVIEWER_SCREENSHOT_MODAL set, an open dialog is pictured instead of the window.
+        QWidget* modal = qEnvironmentVariableIsSet("QDVIEWER_SCREENSHOT_MODAL") ? QApplication::activeModalWidget() : nullptr;
+        QWidget* target = modal ? modal : &window;
+        if (!path.isEmpty() && !target->grab().save(path))
             Korvane::Application::logMessage(QCoreApplication::translate("main", "The screenshot %1 could not be written.").arg(path),
                                              Korvane::Application::Error);
         QCoreApplication::quit();

@@ -147,18 +147,7 @@ CError ViewEngine::setView(const std::vector<uint32_t>& bands, int width, int he
 PLKSetViewInfo ViewEngine::setViewInfo() const
 {
     std::lock_guard<std::mutex> lock(m_mutex);
-    PLKSetViewInfo info{};
-    info.nBands = static_cast<uint32_t>(m_view.bands.size());
-    info.pBandList = m_view.bands.empty() ? nullptr : const_cast<uint32_t*>(m_view.bands.data());
-    info.nSizeX = m_view.width;
-    info.nSizeY = m_view.height;
-    info.fTopX = m_view.x1;
-    info.fLeftY = m_view.y1;
-    info.fBottomX = m_view.x2;
-    info.fRightY = m_view.y2;
-    info.nBlocksInView = m_blocksInView.load();
-    info.nBlocksAvailable = m_blocksAvailable.load();
-    return info;
+    return describe(m_view);
 }
 
 bool ViewEngine::isViewSet() const
@@ -174,6 +163,22 @@ bool ViewEngine::isReadCancelPending() const
     if (!d || d->engine != this) return false;
     std::lock_guard<std::mutex> lock(m_mutex);
     return d->generation != m_view.generation;
+}
+
+PLKSetViewInfo ViewEngine::describe(const ViewSnapshot& view) const
+{
+    PLKSetViewInfo info{};
+    info.nBands = static_cast<uint32_t>(view.bands.size());
+    info.pBandList = view.bands.empty() ? nullptr : const_cast<uint32_t*>(view.bands.data());
+    info.nSizeX = view.width;
+    info.nSizeY = view.height;
+    info.fTopX = view.x1;
+    info.fLeftY = view.y1;
+    info.fBottomX = view.x2;
+    info.fRightY = view.y2;
+    info.nBlocksInView = m_blocksInView.load();
+    info.nBlocksAvailable = m_blocksAvailable.load();
+    return info;
 }
 
 ViewSnapshot ViewEngine::snapshot() const
@@ -252,17 +257,7 @@ void ViewEngine::runPasses(uint64_t generation)
 bool ViewEngine::deliver(const ViewSnapshot& view, const Frame& frame)
 {
     if (m_closing.load()) return false;
-    PLKSetViewInfo info{};
-    info.nBands = static_cast<uint32_t>(view.bands.size());
-    info.pBandList = const_cast<uint32_t*>(view.bands.data());
-    info.nSizeX = view.width;
-    info.nSizeY = view.height;
-    info.fTopX = view.x1;
-    info.fLeftY = view.y1;
-    info.fBottomX = view.x2;
-    info.fRightY = view.y2;
-    info.nBlocksInView = m_blocksInView.load();
-    info.nBlocksAvailable = m_blocksAvailable.load();
+    PLKSetViewInfo info = describe(view);
 
     Delivery delivery{this, &frame, view.generation, 0};
     s_delivery = &delivery;

@@ -70,6 +70,9 @@ private:
     };
 
     ViewSnapshot snapshot() const;
+    /// The set-view record of `view`, with the current block counters. The band list points
+    /// into `view`.
+    PLKSetViewInfo describe(const ViewSnapshot& view) const;
     std::shared_ptr<std::atomic<bool>> currentCancel() const;
     void runPasses(uint64_t generation);
     bool deliver(const ViewSnapshot& view, const Frame& frame);

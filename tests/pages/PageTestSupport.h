@@ -2,6 +2,8 @@
 // hand the pages, layers opened on them, and the clipboard.
 #pragma once
 
+#include "../common/HostTestMain.h"
+
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QTemporaryDir>
@@ -81,18 +83,4 @@ QString clipboardText();
     Korvane::Map::Layer* var = (layers).get(source); \
     if (!var) QSKIP("the image for this case could not be found or made")
 
-#define XRV_PAGES_TEST_MAIN(TestClass)                                          \
-    int main(int argc, char** argv)                                             \
-    {                                                                           \
-        Korvane::Application app(argc, argv);                                   \
-        QTemporaryDir settingsDir;                                              \
-        Korvane::Application::setSettingsFile(settingsDir.filePath("settings.ini")); \
-        PLKInit();                                                              \
-        int result = 0;                                                         \
-        {                                                                       \
-            TestClass test;                                                     \
-            result = QTest::qExec(&test, argc, argv);                           \
-        }                                                                       \
-        PLKShutdown();                                                          \
-        return result;                                                          \
-    }
+#define XRV_PAGES_TEST_MAIN(TestClass) XRV_HOST_TEST_MAIN(TestClass)

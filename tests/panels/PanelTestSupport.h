@@ -2,6 +2,8 @@
 // layers opened on them.
 #pragma once
 
+#include "../common/HostTestMain.h"
+
 #include <QtCore/QString>
 #include <QtCore/QTemporaryDir>
 #include <QtTest/QtTest>
@@ -35,18 +37,4 @@ class OtherLayer : public Korvane::Map::Layer {
 
 // Runs the test object under the host's application object, with a settings store of its own
 // in a temporary folder and the engine started, as the panels run in the viewer.
-#define XRV_PANELS_TEST_MAIN(TestClass)                                               \
-    int main(int argc, char** argv)                                                   \
-    {                                                                                 \
-        Korvane::Application app(argc, argv);                                         \
-        QTemporaryDir settingsDir;                                                    \
-        Korvane::Application::setSettingsFile(settingsDir.filePath("settings.ini"));  \
-        PLKInit();                                                                    \
-        int result = 0;                                                               \
-        {                                                                             \
-            TestClass test;                                                           \
-            result = QTest::qExec(&test, argc, argv);                                 \
-        }                                                                             \
-        PLKShutdown();                                                                \
-        return result;                                                                \
-    }
+#define XRV_PANELS_TEST_MAIN(TestClass) XRV_HOST_TEST_MAIN(TestClass)

@@ -32,7 +32,7 @@ Opened openImage(const QString& path)
 {
     Opened o;
     auto source = FileByteSource::open(path.toStdString(), o.error);
-    if (source) o.error = Jp2ContainerReader::open(source, o.container);
+    if (source) o.error = Jp2ContainerReader().open(source, OpenSettings(), o.container);
     return o;
 }
 

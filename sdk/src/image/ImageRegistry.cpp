@@ -9,7 +9,7 @@ ImageRegistry& ImageRegistry::shared()
     return registry;
 }
 
-std::shared_ptr<OpenImage> ImageRegistry::acquire(const std::string& name, CError& error)
+std::shared_ptr<OpenImage> ImageRegistry::acquire(const std::string& name, const OpenSettings& settings, CError& error)
 {
     // Opening happens under the lock: two views opening one file at once must not read its
     // header twice. Opening reads only headers, so the wait is short.
@@ -22,7 +22,7 @@ std::shared_ptr<OpenImage> ImageRegistry::acquire(const std::string& name, CErro
         error = CError();
         return existing;
     }
-    auto image = OpenImage::open(name, error);
+    auto image = OpenImage::open(name, settings, error);
     if (image) m_images[name] = image;
     else m_images.erase(name);
     return image;

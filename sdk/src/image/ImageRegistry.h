@@ -18,7 +18,7 @@ public:
     static ImageRegistry& shared();
 
     /// The open image of that name, opened now when no view holds it.
-    std::shared_ptr<OpenImage> acquire(const std::string& name, CError& error);
+    std::shared_ptr<OpenImage> acquire(const std::string& name, const OpenSettings& settings, CError& error);
     /// Whether any view still holds the image of that id.
     bool stillOpen(uint64_t id);
 

@@ -4,12 +4,10 @@
 #include <atomic>
 #include <cctype>
 
-#include "CFileBase.h"
 #include "CLog.h"
 #include "cache/BlockFetcher.h"
 #include "georef/GeoreferenceReader.h"
-#include "io/FileByteSource.h"
-#include "jp2/Jp2ContainerReader.h"
+#include "io/ByteSourceFactory.h"
 
 namespace PLK {
 namespace Engine {
@@ -18,29 +16,14 @@ namespace {
 
 std::atomic<uint64_t> nextImageId{1};
 
-std::string lowerCase(std::string s)
-{
-    std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return s;
-}
-
-bool endsWith(const std::string& s, const std::string& tail)
-{
-    return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
-}
-
-bool isStreamAddress(const std::string& lower)
-{
-    return lower.rfind("xrvp://", 0) == 0 || lower.rfind("xrvps://", 0) == 0 || lower.rfind("http://", 0) == 0 ||
-           lower.rfind("https://", 0) == 0 || lower.rfind("jpip://", 0) == 0;
-}
-
+// Names every format the engine reads, so the message stays true as formats are added.
 CError unknownFormat(const std::string& path)
 {
-    if (endsWith(lowerCase(path), ".xrv"))
-        return CError(PLK_ERROR_NOT_SUPPORTED_FORMAT,
-                      "'" + path + "' is an XRV image; this version of the engine reads JPEG 2000 images only.");
-    return CError(PLK_ERROR_NOT_SUPPORTED_FORMAT, "'" + path + "' is not a JPEG 2000 file.");
+    std::string formats;
+    const auto& readers = ContainerRegistry::readers();
+    for (size_t i = 0; i < readers.size(); ++i)
+        formats += std::string(i == 0 ? "" : i + 1 == readers.size() ? " or " : ", ") + readers[i]->formatName();
+    return CError(PLK_ERROR_NOT_SUPPORTED_FORMAT, "'" + path + "' is not a " + formats + " file.");
 }
 
 // The finest level that fits in 1024 x 1024 cells: enough cells for stable figures, few
@@ -58,9 +41,10 @@ uint32_t statisticsLevel(const RegionDecoder& decoder)
 
 }  // namespace
 
-std::shared_ptr<OpenImage> OpenImage::open(const std::string& name, CError& error)
+std::shared_ptr<OpenImage> OpenImage::open(const std::string& name, const OpenSettings& settings, CError& error)
 {
     std::shared_ptr<OpenImage> image(new OpenImage());
+    image->m_settings = settings;
     error = image->load(name);
     if (error) return nullptr;
     return image;
@@ -74,19 +58,19 @@ CError OpenImage::load(const std::string& name)
     m_name = name;
     const std::string path = name.substr(0, name.find('|'));
     if (path.empty()) return CError(PLK_ERROR_INVALID_ARGUMENT, "No file name was given.");
-    if (isStreamAddress(lowerCase(path)))
-        return CError(PLK_ERROR_NOT_SUPPORTED_FORMAT,
-                      "'" + path + "' is a stream address; this version of the engine opens local files only.");
 
     CError error;
-    m_source = FileByteSource::open(path, error);
+    m_source = ByteSourceFactory::open(path, m_settings.stream, error);
     if (!m_source) return error;
-    if (!Jp2ContainerReader::recognises(*m_source)) return unknownFormat(path);
-    error = Jp2ContainerReader::open(m_source, m_container);
+    uint8_t head[ContainerReader::kHeadBytes] = {};
+    const int64_t got = m_source->readAt(0, head, sizeof head);
+    if (got < 0) return CError(PLK_ERROR_FILE_READ, "The file '" + path + "' cannot be read.");
+    m_reader = ContainerRegistry::find(head, static_cast<size_t>(got));
+    if (!m_reader) return unknownFormat(path);
+    error = m_reader->open(m_source, m_settings, m_container);
     if (error) return error;
 
-    const auto format = SDK::CFileBase::sFilesHelper().Get()->m_Config.GetProjectionFormat();
-    m_georef = GeoreferenceReader::read(m_source, path, format);
+    m_georef = GeoreferenceReader::read(m_source, path, m_settings.projectionFormat);
     m_fileInfo.reset(new FileInfoRecord(m_container.description, m_georef, m_source->size()));
     CLog::Log("view", LOG_INFO, "Opened %s: %u x %u cells, %zu bands, %u levels, EPSG %d", path.c_str(),
               m_container.description.width, m_container.description.height,
@@ -114,7 +98,7 @@ CError OpenImage::countHistograms()
     request.bands = static_cast<uint32_t>(d.bands.size());
     request.level = statisticsLevel(*m_container.decoder);
     request.window = m_container.decoder->levelRect(request.level);
-    request.resilient = SDK::CFileBase::sFilesHelper().Get()->m_Config.GetResilientDecodingEnabled();
+    request.resilient = m_settings.resilient;
 
     RegionBuffer cells;
     const CError error = BlockFetcher(BlockCache::shared()).fetch(request, cells);

@@ -13,6 +13,7 @@
 #include "image/BandHistogram.h"
 #include "image/ContainerReader.h"
 #include "image/FileInfoRecord.h"
+#include "image/OpenSettings.h"
 #include "io/ByteSource.h"
 
 namespace PLK {
@@ -22,7 +23,7 @@ class OpenImage {
 public:
     /// Opens `name` (a local path; text from a "|" on is not part of the path). Errors say
     /// what is wrong with the file in words a user understands.
-    static std::shared_ptr<OpenImage> open(const std::string& name, CError& error);
+    static std::shared_ptr<OpenImage> open(const std::string& name, const OpenSettings& settings, CError& error);
     ~OpenImage();
 
     uint64_t id() const { return m_id; }
@@ -31,6 +32,9 @@ public:
     const ImageDescription& description() const { return m_container.description; }
     RegionDecoder& decoder() const { return *m_container.decoder; }
     const Georeferencing& georef() const { return m_georef; }
+    /// The format's name ("JPEG 2000") and how the bytes reach us, as the engine found them.
+    const char* formatName() const { return m_reader ? m_reader->formatName() : ""; }
+    SourceProtocol protocol() const { return m_source->protocol(); }
     PLKFileInfo* fileInfo() const { return m_fileInfo->info(); }
 
     /// Per-band histograms over the finest level no larger than 1024 x 1024 cells, counted on
@@ -43,6 +47,8 @@ private:
     CError countHistograms();
 
     uint64_t m_id = 0;
+    OpenSettings m_settings;
+    const ContainerReader* m_reader = nullptr;
     std::string m_name;
     std::shared_ptr<ByteSource> m_source;
     OpenedContainer m_container;

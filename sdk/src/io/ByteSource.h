@@ -1,13 +1,45 @@
 // The bytes of an image, wherever they live. Every container reader and the GDAL bridge read
 // through this one interface, so a stream needs nothing above it changed.
+//
+// The contract is shaped for a network: a reader that knows several ranges it needs asks for
+// them in one call (a stream fetches them together, merging neighbours), announces ranges it
+// will need soon (a stream starts fetching them), and passes a cancel flag so a view that has
+// moved on stops waiting for bytes it no longer wants.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace PLK {
 namespace Engine {
+
+/// A span of bytes of a source.
+struct ByteRange {
+    uint64_t offset = 0;
+    uint64_t length = 0;
+    uint64_t end() const { return offset + length; }
+};
+
+/// One read of a batch: where, how much, into what; `read` is filled by readRanges with the
+/// bytes read (short only at the end of the data) or -1 when the read failed or was cancelled.
+struct RangeRead {
+    uint64_t offset = 0;
+    size_t length = 0;
+    void* buffer = nullptr;
+    int64_t read = -1;
+};
+
+/// How the bytes reach us. Asked of the source, never guessed from the name.
+enum class SourceProtocol { LocalFile, Xrvp, Xrvps };
+
+enum class ReadStatus {
+    Ok,         ///< every range read in full (or up to the end of the data)
+    Failed,     ///< at least one range failed; see errorText()
+    Cancelled,  ///< the cancel flag was raised before every range was read
+};
 
 class ByteSource {
 public:
@@ -20,8 +52,28 @@ public:
     virtual int64_t readAt(uint64_t offset, void* buffer, size_t length) = 0;
     /// The name the source was opened with (a path or an address).
     virtual const std::string& name() const = 0;
+    /// How the bytes reach us.
+    virtual SourceProtocol protocol() const { return SourceProtocol::LocalFile; }
     /// Whether the bytes come over a network connection.
-    virtual bool isRemote() const { return false; }
+    bool isRemote() const { return protocol() != SourceProtocol::LocalFile; }
+
+    /// Reads every range of `reads`; a network source fetches them together. `cancel`, when
+    /// raised, makes the call give up early with Cancelled. Safe from several threads.
+    virtual ReadStatus readRanges(std::vector<RangeRead>& reads, const std::atomic<bool>* cancel = nullptr)
+    {
+        ReadStatus status = ReadStatus::Ok;
+        for (RangeRead& r : reads) {
+            if (cancel && cancel->load(std::memory_order_relaxed)) return ReadStatus::Cancelled;
+            r.read = readAt(r.offset, r.buffer, r.length);
+            if (r.read < 0) status = ReadStatus::Failed;
+        }
+        return status;
+    }
+    /// Announces ranges that will be read soon, so a network source can start fetching them.
+    /// A hint only: nothing is promised and nothing waits. Local files ignore it.
+    virtual void prefetch(const std::vector<ByteRange>& /*ranges*/) {}
+    /// Why the last read failed, in words a user understands ("" when nothing failed).
+    virtual std::string errorText() const { return std::string(); }
 
     /// Reads exactly `length` bytes; false when fewer are available or the read fails.
     bool readExact(uint64_t offset, void* buffer, size_t length)

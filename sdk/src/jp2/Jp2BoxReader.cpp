@@ -67,10 +67,8 @@ Jp2Colour iccColour(const uint8_t* profile, size_t size)
 
 }  // namespace
 
-bool Jp2BoxReader::looksLikeJpeg2000(ByteSource& source)
+bool Jp2BoxReader::looksLikeJpeg2000(const uint8_t* b, size_t got)
 {
-    uint8_t b[12];
-    const int64_t got = source.readAt(0, b, sizeof b);
     if (got >= 12 && std::memcmp(b, kSignatureBox, 12) == 0) return true;
     return got >= 4 && b[0] == 0xFF && b[1] == 0x4F && b[2] == 0xFF && b[3] == 0x51;
 }

@@ -58,7 +58,7 @@ public:
     /// PLK_ERROR_UNSUPPORTED_FEATURE (the feature's name).
     static CError read(ByteSource& source, Jp2Boxes& out);
     /// Whether the first bytes are a JP2 signature box or a code-stream's SOC and SIZ markers.
-    static bool looksLikeJpeg2000(ByteSource& source);
+    static bool looksLikeJpeg2000(const uint8_t* head, size_t length);
 
 private:
     struct Box {

@@ -11,12 +11,13 @@
 namespace PLK {
 namespace Engine {
 
-bool Jp2ContainerReader::recognises(ByteSource& source)
+bool Jp2ContainerReader::recognises(const uint8_t* head, size_t length) const
 {
-    return Jp2BoxReader::looksLikeJpeg2000(source);
+    return Jp2BoxReader::looksLikeJpeg2000(head, length);
 }
 
-CError Jp2ContainerReader::open(const std::shared_ptr<ByteSource>& source, OpenedContainer& out)
+CError Jp2ContainerReader::open(const std::shared_ptr<ByteSource>& source, const OpenSettings& /*settings*/,
+                                OpenedContainer& out) const
 {
     if (!source) return CError(PLK_ERROR_INVALID_ARGUMENT, "No file was given.");
     const std::string& name = source->name();

@@ -2,22 +2,20 @@
 // header, indexes the tile-parts once, and makes the decoder.
 #pragma once
 
-#include <memory>
-
-#include "CError.h"
 #include "image/ContainerReader.h"
-#include "io/ByteSource.h"
 
 namespace PLK {
 namespace Engine {
 
-class Jp2ContainerReader {
+class Jp2ContainerReader : public ContainerReader {
 public:
-    /// Whether the first bytes are a JP2 signature box or a code-stream SOC/SIZ pair.
-    static bool recognises(ByteSource& source);
-    /// Reads the image. Errors name what is wrong in words a user understands ("not a JPEG
-    /// 2000 file", "the code-stream is damaged: ...", "... is not supported").
-    static CError open(const std::shared_ptr<ByteSource>& source, OpenedContainer& out);
+    const char* formatName() const override { return "JPEG 2000"; }
+    /// A JP2 signature box or a code-stream's SOC/SIZ pair.
+    bool recognises(const uint8_t* head, size_t length) const override;
+    /// Errors name what is wrong in words a user understands ("not a JPEG 2000 file", "the
+    /// code-stream is damaged: ...", "... is not supported").
+    CError open(const std::shared_ptr<ByteSource>& source, const OpenSettings& settings,
+                OpenedContainer& out) const override;
 };
 
 }  // namespace Engine

@@ -56,7 +56,7 @@ CError ViewEngine::open(const std::string& name, bool progressive, bool headerOn
 {
     close(false);
     CError error;
-    auto image = ImageRegistry::shared().acquire(name, error);
+    auto image = ImageRegistry::shared().acquire(name, OpenSettings::capture(config()), error);
     if (!image) return error;
     m_image = image;
     m_file.reset(new SDK::CFileBase(image));

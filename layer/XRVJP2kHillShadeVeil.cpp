@@ -7,8 +7,8 @@
 Korvane::GeoImage XRVJP2kHillShadeVeil::make(const Korvane::GeoImage& picture, double transparency)
 {
     const QColor clear(255, 255, 255, 0);
-    Korvane::GeoImage veil(picture.width(), picture.height(), picture.x1(), picture.y1(), picture.x2(),
-                           picture.y2(), picture.format(), &clear);
+    Korvane::GeoImage veil(picture.width(), picture.height(), picture.x1(), picture.y1(), picture.x2(), picture.y2(),
+                           picture.format(), &clear);
     const double alpha = transparency * 255.0;
     const QRgb shade = (alpha >= 0.0 ? static_cast<QRgb>(static_cast<int>(alpha)) : 0u) << 24;
     // The veil walks the 3 x 3 neighbourhood of every inner cell, but shades each one alike:
@@ -19,8 +19,7 @@ Korvane::GeoImage XRVJP2kHillShadeVeil::make(const Korvane::GeoImage& picture, d
         const uchar* rows[3] = {picture.constScanLine(y - 1), picture.constScanLine(y), picture.constScanLine(y + 1)};
         Q_UNUSED(rows);
         auto* line = reinterpret_cast<QRgb*>(veil.scanLine(y));
-        for (int x = 1; x <= picture.width() - 3; ++x)
-            line[x] = shade;
+        for (int x = 1; x <= picture.width() - 3; ++x) line[x] = shade;
     }
     return veil;
 }

@@ -5,8 +5,7 @@ namespace Korvane {
 class GeoImage;
 }
 
-class XRVJP2kHillShadeVeil
-{
+class XRVJP2kHillShadeVeil {
 public:
     // A dark veil of picture's size, extent and format whose opacity follows transparency.
     static Korvane::GeoImage make(const Korvane::GeoImage& picture, double transparency);

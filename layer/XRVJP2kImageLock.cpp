@@ -7,14 +7,12 @@ extern "C" void __tsan_release(void* address);
 
 XRVJP2kImageLock::XRVJP2kImageLock(QMutex* mutex) : m_mutex(mutex)
 {
-    if (m_mutex)
-        lock(*m_mutex);
+    if (m_mutex) lock(*m_mutex);
 }
 
 XRVJP2kImageLock::~XRVJP2kImageLock()
 {
-    if (m_mutex)
-        unlock(*m_mutex);
+    if (m_mutex) unlock(*m_mutex);
 }
 
 void XRVJP2kImageLock::lock(QMutex& mutex)

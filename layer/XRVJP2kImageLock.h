@@ -7,8 +7,7 @@
 
 #include <QtCore/QMutex>
 
-class XRVJP2kImageLock
-{
+class XRVJP2kImageLock {
 public:
     // A null mutex makes a guard that holds nothing (a layer without a renderer).
     explicit XRVJP2kImageLock(QMutex* mutex);

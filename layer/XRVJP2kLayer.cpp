@@ -40,23 +40,17 @@ constexpr qint64 ReconnectIntervalMs = 20000;
 // that a view far beyond the image cannot overflow.
 int truncatedToInt(double value)
 {
-    if (std::isnan(value))
-        return 0;
-    if (value <= double(INT_MIN))
-        return INT_MIN;
-    if (value >= double(INT_MAX))
-        return INT_MAX;
+    if (std::isnan(value)) return 0;
+    if (value <= double(INT_MIN)) return INT_MIN;
+    if (value >= double(INT_MAX)) return INT_MAX;
     return static_cast<int>(value);
 }
 
 quint64 truncatedToUnsigned(float value)
 {
-    if (std::isnan(value))
-        return 0;
-    if (value < 0.0f)
-        return value <= float(LLONG_MIN) ? quint64(LLONG_MIN) : quint64(qint64(value));
-    if (value >= 18446744073709551615.0f)
-        return std::numeric_limits<quint64>::max();
+    if (std::isnan(value)) return 0;
+    if (value < 0.0f) return value <= float(LLONG_MIN) ? quint64(LLONG_MIN) : quint64(qint64(value));
+    if (value >= 18446744073709551615.0f) return std::numeric_limits<quint64>::max();
     return static_cast<quint64>(value);
 }
 
@@ -69,15 +63,13 @@ QString cutAtBar(const QString& text)
 QString joined(const std::vector<quint32>& values)
 {
     QStringList texts;
-    for (quint32 value : values)
-        texts << QString::number(value);
+    for (quint32 value : values) texts << QString::number(value);
     return texts.join(QLatin1Char(','));
 }
 
-} // namespace
+}  // namespace
 
-XRVJP2kLayer::XRVJP2kLayer(Korvane::Map::IRendererClient* client)
-    : Korvane::Map::RasterLayer(client)
+XRVJP2kLayer::XRVJP2kLayer(Korvane::Map::IRendererClient* client) : Korvane::Map::RasterLayer(client)
 {
     // The property table names the type as moc sees it inside the namespace.
     qRegisterMetaType<XRVJP2kLayer::ResampleType>("XRVJP2kLayer::ResampleType");
@@ -106,8 +98,7 @@ XRVJP2kLayer::~XRVJP2kLayer()
 
 QString XRVJP2kLayer::getDataSource()
 {
-    if (!renderer)
-        return QString();
+    if (!renderer) return QString();
     return cutAtBar(viewName());
 }
 
@@ -115,8 +106,7 @@ bool XRVJP2kLayer::setDataSource(QString source)
 {
     histogramCache.clear();
     QString working = source;
-    if (!resolveSource(working))
-        return false;
+    if (!resolveSource(working)) return false;
 
     // Re-opening keeps what the user set on the image; the rest starts afresh.
     const bool reopening = renderer != nullptr;
@@ -126,8 +116,7 @@ bool XRVJP2kLayer::setDataSource(QString source)
         pixmapSmoothing = kept.method == Bilinear;
         closeRenderer(renderer, getFreeCache());
     }
-    if (backingStore && backingRenderer)
-        closeRenderer(backingRenderer, getFreeCache());
+    if (backingStore && backingRenderer) closeRenderer(backingRenderer, getFreeCache());
 
     renderer = new XRVJP2kRenderer(this);
     const PLK::CError error = renderer->openFile(working, progressive);
@@ -139,15 +128,13 @@ bool XRVJP2kLayer::setDataSource(QString source)
         lastError = tr(error.GetErrorText());
         return false;
     }
-    if (backingStore && !openBackingRenderer(working))
-        return false;
+    if (backingStore && !openBackingRenderer(working)) return false;
 
     if (reopening)
         carryImageSettings(kept);
     else
         applyFirstOpenSettings();
-    if (viewSet)
-        requestViewAgain();
+    if (viewSet) requestViewAgain();
     describeSource(working);
     crs().setEpsg(renderer->GetEPSGCode());
     valid = true;
@@ -193,22 +180,21 @@ void XRVJP2kLayer::applyFirstOpenSettings()
     renderer->Parameters().SetResampleMethod(PLKResampleMethod(defaultResampleType));
     renderer->setTransformClip(renderer->getTransformClip());
     bandList = getDefaultBandList();
-    if (backingStore && backingRenderer)
-        backingRenderer->setTransformClip(renderer->getTransformClip());
+    if (backingStore && backingRenderer) backingRenderer->setTransformClip(renderer->getTransformClip());
 }
 
 bool XRVJP2kLayer::resolveSource(QString& source)
 {
     if (source.toLower().endsWith(QLatin1String(".url"))) {
         switch (XRVJP2kUrlFile::readAddress(source, source)) {
-        case XRVJP2kUrlFile::CannotOpen:
-            lastError = tr("Could not open URL file.");
-            return false;
-        case XRVJP2kUrlFile::UnsupportedProtocol:
-            lastError = tr("URL file contains non supported protocol type.");
-            return false;
-        case XRVJP2kUrlFile::Read:
-            return true;
+            case XRVJP2kUrlFile::CannotOpen:
+                lastError = tr("Could not open URL file.");
+                return false;
+            case XRVJP2kUrlFile::UnsupportedProtocol:
+                lastError = tr("URL file contains non supported protocol type.");
+                return false;
+            case XRVJP2kUrlFile::Read:
+                return true;
         }
         return true;
     }
@@ -224,8 +210,7 @@ bool XRVJP2kLayer::resolveSource(QString& source)
 
 void XRVJP2kLayer::closeRenderer(XRVJP2kRenderer*& which, bool freeFileCache)
 {
-    if (!which)
-        return;
+    if (!which) return;
     // No decode may run on a renderer being deleted: cancel and wait for its lock first.
     which->cancelRead();
     which->Close(freeFileCache);
@@ -236,8 +221,7 @@ void XRVJP2kLayer::closeRenderer(XRVJP2kRenderer*& which, bool freeFileCache)
 bool XRVJP2kLayer::openBackingRenderer(const QString& source)
 {
     backingRenderer = new XRVJP2kRenderer(this);
-    if (backingRenderer->openFile(source, false).GetErrorNumber() == PLK::PLK_SUCCESS)
-        return true;
+    if (backingRenderer->openFile(source, false).GetErrorNumber() == PLK::PLK_SUCCESS) return true;
     delete backingRenderer;
     backingRenderer = nullptr;
     return false;
@@ -260,8 +244,7 @@ void XRVJP2kLayer::describeSource(const QString& source)
 {
     QString name = QFileInfo(source).fileName();
     const int bar = name.indexOf(QLatin1Char('|'));
-    if (bar > 0)
-        name = name.left(bar);
+    if (bar > 0) name = name.left(bar);
     setDescription(name);
 
     const PLKFileInfo* info = renderer->GetFileInfo();
@@ -277,8 +260,7 @@ QVector<int> XRVJP2kLayer::getDefaultBandList()
     std::vector<uint32_t> list;
     if (renderer->GetDefaultRGBABandList(list).GetErrorNumber() == PLK::PLK_SUCCESS)
         return QVector<int>(list.begin(), list.end());
-    if (renderer->getHasOpacityBand())
-        return {0, 0, 0, renderer->getOpacityBandNumber()};
+    if (renderer->getHasOpacityBand()) return {0, 0, 0, renderer->getOpacityBandNumber()};
     return {0, 0, 0};
 }
 
@@ -298,13 +280,11 @@ void XRVJP2kLayer::setView(int width, int height, double x1, double y1, double x
         height = truncatedToInt(height * 0.5);
     }
     XRVJP2kImageLock lock(renderer ? renderer->getImageMutex() : nullptr);
-    if (!valid || !renderer)
-        return;
+    if (!valid || !renderer) return;
     if (!calculateClippedCoords(width, height, x1, y1, x2, y2)) {
         // Nothing of the image is on screen: drop the pictures so nothing stale is drawn.
         renderer->clearImage();
-        if (backingStore && backingRenderer)
-            backingRenderer->clearImage();
+        if (backingStore && backingRenderer) backingRenderer->clearImage();
         return;
     }
     const PLK::CError error = renderer->SetView(bandList.size(), bandList.data(), lastViewWidth, lastViewHeight,
@@ -326,8 +306,7 @@ void XRVJP2kLayer::setView(int width, int height, double x1, double y1, double x
 bool XRVJP2kLayer::calculateClippedCoords(int width, int height, double x1, double y1, double x2, double y2)
 {
     const PLKFileInfo* info = renderer->GetFileInfo();
-    if (!info)
-        return false;
+    if (!info) return false;
     const double ox = info->fOriginX;
     const double oy = info->fOriginY;
     const double cx = info->fCellIncrementX;
@@ -337,11 +316,9 @@ bool XRVJP2kLayer::calculateClippedCoords(int width, int height, double x1, doub
     const double right = columns * cx + ox;
     const double bottom = rows * cy + oy;
 
-    if ((ox > x1 && ox > x2) || (x1 > right && x2 > right))
-        return false;
+    if ((ox > x1 && ox > x2) || (x1 > right && x2 > right)) return false;
     if (cy > 0) {
-        if ((oy > y1 && oy > y2) || (y1 > bottom && y2 > bottom))
-            return false;
+        if ((oy > y1 && oy > y2) || (y1 > bottom && y2 > bottom)) return false;
     } else if ((y1 > oy && y2 > oy) || (bottom > y1 && bottom > y2)) {
         return false;
     }
@@ -354,22 +331,17 @@ bool XRVJP2kLayer::calculateClippedCoords(int width, int height, double x1, doub
     double X0 = 0, Y0 = 0, X1 = 0, Y1 = 0;
     renderer->ConvertDatasetToWorld(c0, r0, X0, Y0);
     renderer->ConvertDatasetToWorld(c1, r1, X1, Y1);
-    if (c0 < 0)
-        X0 = ox;
-    if (r0 < 0)
-        Y0 = oy;
-    if (c1 > columns - 1)
-        X1 = right;
-    if (r1 > rows - 1)
-        Y1 = bottom;
+    if (c0 < 0) X0 = ox;
+    if (r0 < 0) Y0 = oy;
+    if (c1 > columns - 1) X1 = right;
+    if (r1 > rows - 1) Y1 = bottom;
 
     // The part of the screen the clipped rectangle covers.
-    const int clippedWidth = truncatedToInt((X1 - x1) / (x2 - x1) * width + 0.5) -
-                             truncatedToInt((X0 - x1) / (x2 - x1) * width + 0.5);
-    const int clippedHeight = truncatedToInt((Y1 - y1) / (y2 - y1) * height + 0.5) -
-                              truncatedToInt((Y0 - y1) / (y2 - y1) * height + 0.5);
-    if (clippedWidth < 1 || clippedHeight < 1)
-        return false;
+    const int clippedWidth =
+        truncatedToInt((X1 - x1) / (x2 - x1) * width + 0.5) - truncatedToInt((X0 - x1) / (x2 - x1) * width + 0.5);
+    const int clippedHeight =
+        truncatedToInt((Y1 - y1) / (y2 - y1) * height + 0.5) - truncatedToInt((Y0 - y1) / (y2 - y1) * height + 0.5);
+    if (clippedWidth < 1 || clippedHeight < 1) return false;
     lastViewX1 = X0;
     lastViewY1 = Y0;
     lastViewX2 = X1;
@@ -398,10 +370,8 @@ void XRVJP2kLayer::endUpdate()
 
 void XRVJP2kLayer::paint(Korvane::GeoPainter& painter, const QRectF* world, const QRect* device)
 {
-    if (!renderer || !world || !device)
-        return;
-    if (backingStore && backingRenderer && shouldPaintBacking())
-        backingRenderer->paint(painter, *world, *device);
+    if (!renderer || !world || !device) return;
+    if (backingStore && backingRenderer && shouldPaintBacking()) backingRenderer->paint(painter, *world, *device);
     renderer->paint(painter, *world, *device);
     if (drawOutline) {
         const QRectF bounds = getBounds();
@@ -421,16 +391,14 @@ bool XRVJP2kLayer::shouldPaintBacking()
     PLK::CIOStream* stream = renderer->GetStream();
     const bool roaming = stream && stream->IsNetworkStream() && updating;
     const bool opaque = getTransparency() == 1.0;
-    if (roaming)
-        return opaque;
+    if (roaming) return opaque;
     return opaque && !renderer->getHasOpacityBand();
 }
 
 QRectF XRVJP2kLayer::getBounds()
 {
     const PLKFileInfo* info = renderer ? renderer->GetFileInfo() : nullptr;
-    if (!info)
-        return QRectF(-180, 90, 360, -180);
+    if (!info) return QRectF(-180, 90, 360, -180);
     return QRectF(info->fOriginX, info->fOriginY, info->nSizeX * info->fCellIncrementX,
                   info->nSizeY * info->fCellIncrementY);
 }
@@ -455,8 +423,7 @@ bool XRVJP2kLayer::isVisible()
 void XRVJP2kLayer::setVisible(bool visibility)
 {
     visible = visibility;
-    if (!renderer)
-        return;
+    if (!renderer) return;
     const QRectF bounds = getBounds();
     refresh(bounds.left(), bounds.top(), bounds.right(), bounds.bottom());
 }
@@ -488,10 +455,8 @@ double XRVJP2kLayer::getTransparency()
 
 void XRVJP2kLayer::setTransparency(double value)
 {
-    if (renderer)
-        renderer->setTransparency(value);
-    if (backingStore && backingRenderer)
-        backingRenderer->setTransparency(value);
+    if (renderer) renderer->setTransparency(value);
+    if (backingStore && backingRenderer) backingRenderer->setTransparency(value);
 }
 
 double XRVJP2kLayer::getContrast()
@@ -501,10 +466,8 @@ double XRVJP2kLayer::getContrast()
 
 void XRVJP2kLayer::setContrast(double value)
 {
-    if (renderer)
-        renderer->setContrast(value);
-    if (backingStore && backingRenderer)
-        backingRenderer->setContrast(value);
+    if (renderer) renderer->setContrast(value);
+    if (backingStore && backingRenderer) backingRenderer->setContrast(value);
 }
 
 double XRVJP2kLayer::getBrightness()
@@ -514,10 +477,8 @@ double XRVJP2kLayer::getBrightness()
 
 void XRVJP2kLayer::setBrightness(double value)
 {
-    if (renderer)
-        renderer->setBrightness(value);
-    if (backingStore && backingRenderer)
-        backingRenderer->setBrightness(value);
+    if (renderer) renderer->setBrightness(value);
+    if (backingStore && backingRenderer) backingRenderer->setBrightness(value);
 }
 
 QVector<int> XRVJP2kLayer::getBandList()
@@ -538,13 +499,10 @@ XRVJP2kLayer::ResampleType XRVJP2kLayer::getResampleType()
 
 void XRVJP2kLayer::setResampleType(ResampleType type)
 {
-    if (!renderer || ResampleType(renderer->Parameters().GetResampleMethod()) == type)
-        return;
+    if (!renderer || ResampleType(renderer->Parameters().GetResampleMethod()) == type) return;
     renderer->Parameters().SetResampleMethod(PLKResampleMethod(type));
-    if (backingStore && backingRenderer)
-        backingRenderer->Parameters().SetResampleMethod(PLKResampleMethod(type));
-    if (viewSet)
-        setView(lastViewWidth, lastViewHeight, lastViewX1, lastViewY1, lastViewX2, lastViewY2);
+    if (backingStore && backingRenderer) backingRenderer->Parameters().SetResampleMethod(PLKResampleMethod(type));
+    if (viewSet) setView(lastViewWidth, lastViewHeight, lastViewX1, lastViewY1, lastViewX2, lastViewY2);
 }
 
 bool XRVJP2kLayer::getFreeCache()
@@ -565,11 +523,9 @@ bool XRVJP2kLayer::getPixmapSmoothing()
 void XRVJP2kLayer::setPixmapSmoothing(bool smoothing)
 {
     pixmapSmoothing = smoothing;
-    if (!renderer)
-        return;
+    if (!renderer) return;
     renderer->setPixmapSmoothing(smoothing);
-    if (backingStore && backingRenderer)
-        backingRenderer->setPixmapSmoothing(smoothing);
+    if (backingStore && backingRenderer) backingRenderer->setPixmapSmoothing(smoothing);
     refresh(0, 0, 0, 0);
 }
 
@@ -581,8 +537,7 @@ bool XRVJP2kLayer::getProgressive()
 void XRVJP2kLayer::setProgressive(bool on)
 {
     // Before the first open there is nothing to re-open, and the mode is not stored either.
-    if (on == progressive || !renderer)
-        return;
+    if (on == progressive || !renderer) return;
     progressive = on;
     setDataSource(viewName());
     refreshWithUpdate();
@@ -606,8 +561,7 @@ bool XRVJP2kLayer::getReadRGBA()
 void XRVJP2kLayer::setReadRGBA(bool rgba)
 {
     readRGBA = rgba;
-    if (renderer)
-        renderer->setReadRGBA(rgba);
+    if (renderer) renderer->setReadRGBA(rgba);
 }
 
 QString XRVJP2kLayer::getSizeOnDisk()
@@ -622,11 +576,9 @@ QString XRVJP2kLayer::getSizeGigaPixel()
 
 void XRVJP2kLayer::setTransformClip(int percent)
 {
-    if (!renderer)
-        return;
+    if (!renderer) return;
     renderer->setTransformClip(quint8(percent));
-    if (backingStore && backingRenderer)
-        backingRenderer->setTransformClip(quint8(percent));
+    if (backingStore && backingRenderer) backingRenderer->setTransformClip(quint8(percent));
     refreshWithUpdate();
 }
 
@@ -688,8 +640,7 @@ bool XRVJP2kLayer::getTextureDither()
 
 void XRVJP2kLayer::setTextureDither(bool dither)
 {
-    if (!renderer)
-        return;
+    if (!renderer) return;
     renderer->Parameters().SetReaderDitherEnabled(dither);
     refreshWithUpdate();
 }
@@ -701,8 +652,7 @@ int XRVJP2kLayer::getJp2QualityLayers()
 
 void XRVJP2kLayer::setJp2QualityLayers(int layers)
 {
-    if (!renderer)
-        return;
+    if (!renderer) return;
     renderer->setJp2QualityLayers(layers);
     refreshWithUpdate();
 }
@@ -719,8 +669,7 @@ double XRVJP2kLayer::getAzumith()
 
 void XRVJP2kLayer::setAzumith(double azimuth)
 {
-    if (renderer)
-        renderer->setAzumith(azimuth);
+    if (renderer) renderer->setAzumith(azimuth);
 }
 
 double XRVJP2kLayer::getElevation()
@@ -730,8 +679,7 @@ double XRVJP2kLayer::getElevation()
 
 void XRVJP2kLayer::setElevation(double elevation)
 {
-    if (renderer)
-        renderer->setElevation(elevation);
+    if (renderer) renderer->setElevation(elevation);
 }
 
 bool XRVJP2kLayer::getHillShade()
@@ -741,8 +689,7 @@ bool XRVJP2kLayer::getHillShade()
 
 void XRVJP2kLayer::setHillShade(bool on)
 {
-    if (renderer)
-        renderer->setHillShade(on);
+    if (renderer) renderer->setHillShade(on);
 }
 
 int XRVJP2kLayer::getOpacityBandNumber()
@@ -816,10 +763,8 @@ QList<QString> XRVJP2kLayer::getBandDescriptions()
 {
     QList<QString> descriptions;
     const PLKFileInfo* info = getFileInfo();
-    if (!info)
-        return descriptions;
-    for (int band = 0; band < int(info->nBands); ++band)
-        descriptions << QString::fromLatin1(info->pBands[band].szDesc);
+    if (!info) return descriptions;
+    for (int band = 0; band < int(info->nBands); ++band) descriptions << QString::fromLatin1(info->pBands[band].szDesc);
     return descriptions;
 }
 
@@ -829,41 +774,37 @@ QString XRVJP2kLayer::getCellType()
     static const char* const Names[] = {"UInt8", "UInt16", "UInt32", "UInt64", "Int8",
                                         "Int16", "Int32",  "Int64",  "Float",  "Double"};
     const PLKFileInfo* info = getFileInfo();
-    if (!info || int(info->eCellType) < 0 || int(info->eCellType) > 9)
-        return tr("Unknown");
+    if (!info || int(info->eCellType) < 0 || int(info->eCellType) > 9) return tr("Unknown");
     return QString::fromLatin1(Names[info->eCellType]);
 }
 
 Korvane::Map::RasterLayer::ColorSpace XRVJP2kLayer::getColorSpace()
 {
     const PLKFileInfo* info = getFileInfo();
-    if (!info)
-        return Unknown;
+    if (!info) return Unknown;
     switch (info->eColorSpace) {
-    case PLK_COLOR_SRGB:
-        return RGB;
-    case PLK_COLOR_GREYSCALE:
-        return Greyscale;
-    case PLK_COLOR_MULTIBAND:
-        return Multiband;
-    default:
-        return Unknown;
+        case PLK_COLOR_SRGB:
+            return RGB;
+        case PLK_COLOR_GREYSCALE:
+            return Greyscale;
+        case PLK_COLOR_MULTIBAND:
+            return Multiband;
+        default:
+            return Unknown;
     }
 }
 
 QString XRVJP2kLayer::getCoordSysName()
 {
     const int code = renderer ? renderer->GetEPSGCode() : 0;
-    if (code <= 0)
-        return tr("Unknown");
+    if (code <= 0) return tr("Unknown");
     return QStringLiteral("epsg:%1").arg(code);
 }
 
 QString XRVJP2kLayer::getFormat()
 {
     const QString source = getDataSource().toLower();
-    if (source.endsWith(QLatin1String(".xrv")))
-        return QStringLiteral("MILTO XRV");
+    if (source.endsWith(QLatin1String(".xrv"))) return QStringLiteral("MILTO XRV");
     if (source.endsWith(QLatin1String(".jp2")) || source.endsWith(QLatin1String(".jpc")) ||
         source.endsWith(QLatin1String(".jpx")))
         return QStringLiteral("JPEG 2000");
@@ -872,21 +813,16 @@ QString XRVJP2kLayer::getFormat()
 
 QString XRVJP2kLayer::getProtocol()
 {
-    if (!renderer)
-        return tr("Local file");
+    if (!renderer) return tr("Local file");
     const QString name = viewName();
     const QString lower = name.toLower();
-    if (lower.startsWith(QLatin1String("xrvps://")))
-        return QStringLiteral("XRVPS");
-    if (lower.startsWith(QLatin1String("xrvp://")))
-        return QStringLiteral("XRVP");
+    if (lower.startsWith(QLatin1String("xrvps://"))) return QStringLiteral("XRVPS");
+    if (lower.startsWith(QLatin1String("xrvp://"))) return QStringLiteral("XRVP");
     // The extension tests look at the name as written, unlike the prefix tests: "A.XRV" is a
     // "Local file", and so are ".jpc" and ".jpx" files. The information pages have always
     // shown it so; kept deliberately.
-    if (name.contains(QLatin1String(".xrv")))
-        return tr("Local XRV file");
-    if (name.contains(QLatin1String(".jp2")))
-        return tr("Local JPEG 2000 file");
+    if (name.contains(QLatin1String(".xrv"))) return tr("Local XRV file");
+    if (name.contains(QLatin1String(".jp2"))) return tr("Local JPEG 2000 file");
     return tr("Local file");
 }
 
@@ -903,14 +839,20 @@ int XRVJP2kLayer::getXRVPVersion()
 
 bool XRVJP2kLayer::getJp2FileInfo(Jp2FileInfo& info)
 {
-    if (!renderer || renderer->GetFileType() != PLK_FILE_JPEG2000)
-        return false;
+    if (!renderer || renderer->GetFileType() != PLK_FILE_JPEG2000) return false;
     const PLK::ViewMetadata::ViewMetadataJp2& jp2 = renderer->Jp2Metadata();
     switch (jp2.ComplianceProfileType()) {
-    case 0: info.profile = 2; break;
-    case 1: info.profile = 0; break;
-    case 2: info.profile = 1; break;
-    default: break;
+        case 0:
+            info.profile = 2;
+            break;
+        case 1:
+            info.profile = 0;
+            break;
+        case 2:
+            info.profile = 1;
+            break;
+        default:
+            break;
     }
     info.comments = QString::fromUtf8(jp2.Comments().c_str());
     info.numberOfTiles = QSize(int(jp2.NumberOfTiles().width), int(jp2.NumberOfTiles().height));
@@ -929,8 +871,8 @@ bool XRVJP2kLayer::getJp2FileInfo(Jp2FileInfo& info)
     info.qualityLayers = jp2.Layers();
     static const char* const Orders[] = {"LRCP", "RLCP", "RPCL", "PCRL", "CPRL"};
     const int order = jp2.PrecinctProgressionOrder();
-    info.progressionOrder = order >= 0 && order <= 4 ? QString::fromLatin1(Orders[order])
-                                                     : tr("Unknown progression order");
+    info.progressionOrder =
+        order >= 0 && order <= 4 ? QString::fromLatin1(Orders[order]) : tr("Unknown progression order");
     if (jp2.TransformationType() == 0)
         info.filter = QStringLiteral("9x7 (Irreversible)");
     else if (jp2.TransformationType() == 1)
@@ -941,11 +883,10 @@ bool XRVJP2kLayer::getJp2FileInfo(Jp2FileInfo& info)
     return true;
 }
 
-QVector<Korvane::Map::HistogramT<quint64>> XRVJP2kLayer::getHistograms(bool reset, bool, QSize, double, double,
-                                                                        double, double)
+QVector<Korvane::Map::HistogramT<quint64>> XRVJP2kLayer::getHistograms(bool reset, bool, QSize, double, double, double,
+                                                                       double)
 {
-    if (!renderer)
-        return histogramCache;
+    if (!renderer) return histogramCache;
     if (reset) {
         histogramCache.clear();
         return histogramCache;
@@ -975,8 +916,7 @@ QVector<Korvane::Map::HistogramT<quint64>> XRVJP2kLayer::getHistograms(bool rese
         histogram.median = stats.fMedianVal;
         histogram.stddev = stats.fStandardDev;
         histogram.mode = stats.fMode;
-        if (info && band < info->nBands)
-            histogram.name = QString::fromLatin1(info->pBands[band].szDesc);
+        if (info && band < info->nBands) histogram.name = QString::fromLatin1(info->pBands[band].szDesc);
         histograms.append(std::move(histogram));
     }
     PLKFreeStatistics(statistics);
@@ -984,4 +924,4 @@ QVector<Korvane::Map::HistogramT<quint64>> XRVJP2kLayer::getHistograms(bool rese
     return histogramCache;
 }
 
-} // namespace Korvane
+}  // namespace Korvane

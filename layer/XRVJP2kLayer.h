@@ -29,8 +29,7 @@ namespace Map {
 class IRendererClient;
 }
 
-class XRVJP2kLayer : public Korvane::Map::RasterLayer, public Korvane::Map::IRasterLayerHistogram
-{
+class XRVJP2kLayer : public Korvane::Map::RasterLayer, public Korvane::Map::IRasterLayerHistogram {
     Q_OBJECT
     Q_PROPERTY(QString SizeOnDisk READ getSizeOnDisk)
     Q_PROPERTY(QString SizeGigaPixel READ getSizeGigaPixel)
@@ -58,8 +57,7 @@ public:
     enum ResampleType { NearestNeighbour = 0, Bilinear = 1 };
 
     // The JPEG 2000 code-stream parameters shown by the header page.
-    struct Jp2FileInfo
-    {
+    struct Jp2FileInfo {
         int profile = 0;
         QString comments;
         QSize numberOfTiles;
@@ -178,8 +176,7 @@ private:
     QVector<int> getDefaultBandList();
 
     // What a re-opened source keeps of the image settings.
-    struct ImageSettings
-    {
+    struct ImageSettings {
         int clip = 100;
         double transparency = 1.0;
         double brightness = 1.0;
@@ -233,7 +230,7 @@ private:
     QVector<Korvane::Map::HistogramT<quint64>> histogramCache;
 };
 
-} // namespace Korvane
+}  // namespace Korvane
 
 // Known to the meta-type system so that the ResampleMethod property reads and writes.
 Q_DECLARE_METATYPE(Korvane::XRVJP2kLayer::ResampleType)

@@ -30,12 +30,11 @@ bool isOpacityDescription(const char* description)
     return description && QString::fromLatin1(description).toLower() == QLatin1String("allopacity");
 }
 
-} // namespace
+}  // namespace
 
 XRVJP2kRenderer::XRVJP2kRenderer(Korvane::XRVJP2kLayer* owner)
     : imageMutex(QMutex::Recursive), ownerLayer(owner), lineBuffers(4, nullptr)
-{
-}
+{}
 
 XRVJP2kRenderer::~XRVJP2kRenderer()
 {
@@ -50,8 +49,7 @@ PLK::CError XRVJP2kRenderer::openFile(const QString& path, bool progressive)
 {
     const std::wstring widePath = path.toStdWString();
     const PLK::CError result = Open(widePath.c_str(), progressive, false);
-    if (result.GetErrorNumber() != PLK::PLK_SUCCESS)
-        return result;
+    if (result.GetErrorNumber() != PLK::PLK_SUCCESS) return result;
     const PLKFileInfo* info = GetFileInfo();
     if (!info || !GetFile()) {
         qualityLayers = Jp2Metadata().Layers();
@@ -62,7 +60,8 @@ PLK::CError XRVJP2kRenderer::openFile(const QString& path, bool progressive)
         calculateMinMaxTransforms(100);
     } else {
         // Wider data cannot be shown without a stretch; the clip comes from the preferences.
-        const int clip = Korvane::Application::settings()->value(QStringLiteral("XRVJP2kLayer/DefaultClipTransform"), 99).toInt();
+        const int clip =
+            Korvane::Application::settings()->value(QStringLiteral("XRVJP2kLayer/DefaultClipTransform"), 99).toInt();
         clipPercent = static_cast<quint8>(clip);
         calculateMinMaxTransforms(clipPercent);
     }
@@ -72,22 +71,19 @@ PLK::CError XRVJP2kRenderer::openFile(const QString& path, bool progressive)
 
 void XRVJP2kRenderer::setTransparency(double value)
 {
-    if (value == transparency)
-        return;
+    if (value == transparency) return;
     transparency = clampKeepingNaN(value, 0.0, 1.0);
 }
 
 void XRVJP2kRenderer::setContrast(double value)
 {
-    if (value == contrast)
-        return;
+    if (value == contrast) return;
     contrast = clampKeepingNaN(value, -2.0, 2.0);
 }
 
 void XRVJP2kRenderer::setBrightness(double value)
 {
-    if (value == brightness)
-        return;
+    if (value == brightness) return;
     brightness = clampKeepingNaN(value, -2.0, 2.0);
 }
 
@@ -95,15 +91,13 @@ void XRVJP2kRenderer::setAzumith(double value)
 {
     // Compared with the brightness, not the azimuth: the hill-shade panel has always relied
     // on this, so it is kept as it is.
-    if (value == brightness)
-        return;
+    if (value == brightness) return;
     azimuth = clampKeepingNaN(value, 0.0, 360.0);
 }
 
 void XRVJP2kRenderer::setElevation(double value)
 {
-    if (value == elevation)
-        return;
+    if (value == elevation) return;
     elevation = clampKeepingNaN(value, 0.0, 90.0);
 }
 
@@ -111,8 +105,7 @@ void XRVJP2kRenderer::calculateMinMaxTransforms(quint8 percent)
 {
     clipPercent = percent;
     const PLKFileInfo* info = GetFileInfo();
-    if (!info)
-        return;
+    if (!info) return;
     // 8-bit data shown unclipped needs no stretch.
     if (info->eCellType == PLK_CELL_UINT8 && percent == 100) {
         ClearTransforms();
@@ -124,16 +117,13 @@ void XRVJP2kRenderer::calculateMinMaxTransforms(quint8 percent)
     std::iota(bands.begin(), bands.end(), 0u);
     std::vector<PLK::API::CMinMaxTransform*> transforms;
     const PLK::CError error = CalculateMinMaxTransforms(count, bands.data(), transforms, double(percent), 100);
-    if (error.GetErrorNumber() != PLK::PLK_SUCCESS || count == 0)
-        return;
-    for (uint32_t i = 0; i < count && i < transforms.size(); ++i)
-        SetTransform(i, transforms[i]);
+    if (error.GetErrorNumber() != PLK::PLK_SUCCESS || count == 0) return;
+    for (uint32_t i = 0; i < count && i < transforms.size(); ++i) SetTransform(i, transforms[i]);
 }
 
 void XRVJP2kRenderer::setJp2QualityLayers(int layers)
 {
-    if (layers < 1 || layers > getMaxJp2QualityLayers())
-        return;
+    if (layers < 1 || layers > getMaxJp2QualityLayers()) return;
     qualityLayers = layers;
     Jp2Parameters().SetLayersToDecode(layers);
 }
@@ -146,27 +136,23 @@ int XRVJP2kRenderer::getMaxJp2QualityLayers() const
 int XRVJP2kRenderer::getOpacityBandNumber() const
 {
     const PLKFileInfo* info = GetFileInfo();
-    if (!info || !GetFile())
-        return -1;
+    if (!info || !GetFile()) return -1;
     for (int band = int(info->nBands) - 1; band >= 0; --band)
-        if (isOpacityDescription(info->pBands[band].szDesc))
-            return band;
+        if (isOpacityDescription(info->pBands[band].szDesc)) return band;
     return -1;
 }
 
 PLKRPCData* XRVJP2kRenderer::getRPCData() const
 {
     PLKRPCData* rpc = nullptr;
-    if (GetRPCData(rpc).GetErrorNumber() != PLK::PLK_SUCCESS)
-        return nullptr;
+    if (GetRPCData(rpc).GetErrorNumber() != PLK::PLK_SUCCESS) return nullptr;
     return rpc;
 }
 
 PLKFileStatistics* XRVJP2kRenderer::getClientStatistics()
 {
     PLKFileStatistics* statistics = nullptr;
-    if (GetClientStatistics(statistics).GetErrorNumber() != PLK::PLK_SUCCESS)
-        return nullptr;
+    if (GetClientStatistics(statistics).GetErrorNumber() != PLK::PLK_SUCCESS) return nullptr;
     return statistics;
 }
 
@@ -187,8 +173,7 @@ void XRVJP2kRenderer::clearImage()
 
 PLKReadStatus XRVJP2kRenderer::readView(int width, int height, double x1, double y1, double x2, double y2)
 {
-    if (readRGBA.load())
-        return readPackedPixels(width, height, x1, y1, x2, y2);
+    if (readRGBA.load()) return readPackedPixels(width, height, x1, y1, x2, y2);
     return readBandInterleaved(width, height, x1, y1, x2, y2);
 }
 
@@ -208,14 +193,12 @@ PLKReadStatus XRVJP2kRenderer::readPackedPixels(int width, int height, double x1
     for (int y = 0; y < height; ++y) {
         // ARGB32 lies in memory as blue, green, red, alpha: the engine's packed order.
         status = ReadLineBGRA(picture->scanLine(y));
-        if (status != PLK_READ_OK || cancelRequested.load())
-            return abandon(picture, status);
+        if (status != PLK_READ_OK || cancelRequested.load()) return abandon(picture, status);
     }
     return install(picture, status);
 }
 
-PLKReadStatus XRVJP2kRenderer::readBandInterleaved(int width, int height, double x1, double y1, double x2,
-                                                   double y2)
+PLKReadStatus XRVJP2kRenderer::readBandInterleaved(int width, int height, double x1, double y1, double x2, double y2)
 {
     auto* picture = new Korvane::GeoImage(width, height, x1, y1, x2, y2, QImage::Format_ARGB32, nullptr);
     if (!GetFile()) {
@@ -226,8 +209,7 @@ PLKReadStatus XRVJP2kRenderer::readBandInterleaved(int width, int height, double
         delete picture;
         return PLK_READ_OK;
     }
-    if (width != lineBufferWidth)
-        makeLineBuffers(width);
+    if (width != lineBufferWidth) makeLineBuffers(width);
     Parameters().SetAutoscaleOpacitybandUpEnabled(true);
     PLKReadStatus status = PLK_READ_OK;
     const quint8* red = lineBuffers[0];
@@ -236,8 +218,7 @@ PLKReadStatus XRVJP2kRenderer::readBandInterleaved(int width, int height, double
     const quint8* alpha = lineBuffers[3];
     for (int y = 0; y < height; ++y) {
         status = ReadLineBIL(lineBuffers.data(), PLK_CELL_UINT8);
-        if (status != PLK_READ_OK || cancelRequested.load())
-            return abandon(picture, status);
+        if (status != PLK_READ_OK || cancelRequested.load()) return abandon(picture, status);
         // Three bands leave the alpha line at its 255; a fourth band is the opacity.
         auto* line = reinterpret_cast<QRgb*>(picture->scanLine(y));
         for (int x = 0; x < width; ++x)
@@ -249,8 +230,7 @@ PLKReadStatus XRVJP2kRenderer::readBandInterleaved(int width, int height, double
 void XRVJP2kRenderer::makeLineBuffers(int width)
 {
     freeLineBuffers();
-    for (quint8*& buffer : lineBuffers)
-        buffer = new quint8[static_cast<size_t>(width)]();
+    for (quint8*& buffer : lineBuffers) buffer = new quint8[static_cast<size_t>(width)]();
     std::fill_n(lineBuffers[3], width, quint8(255));
     lineBufferWidth = width;
 }
@@ -265,8 +245,7 @@ void XRVJP2kRenderer::freeLineBuffers()
 
 PLKReadStatus XRVJP2kRenderer::install(Korvane::GeoImage* picture, PLKReadStatus status)
 {
-    if (cancelRequested.load())
-        return abandon(picture, status);
+    if (cancelRequested.load()) return abandon(picture, status);
     XRVJP2kImageLock lock(&imageMutex);
     delete currentImage;
     currentImage = picture;
@@ -282,16 +261,13 @@ PLKReadStatus XRVJP2kRenderer::abandon(Korvane::GeoImage* picture, PLKReadStatus
 
 PLKReadStatus XRVJP2kRenderer::RefreshUpdateEx(PLKSetViewInfo* pViewInfo)
 {
-    if (IsReadCancelPending() || IsClosePending())
-        return PLK_READ_CANCELLED;
-    if (pViewInfo->nSizeX == 0 || pViewInfo->nSizeY == 0)
-        return PLK_READ_OK;
+    if (IsReadCancelPending() || IsClosePending()) return PLK_READ_CANCELLED;
+    if (pViewInfo->nSizeX == 0 || pViewInfo->nSizeY == 0) return PLK_READ_OK;
     PLKReadStatus status = PLK_READ_OK;
     if (IsProgressive()) {
         status = readView(int(pViewInfo->nSizeX), int(pViewInfo->nSizeY), pViewInfo->fTopX, pViewInfo->fLeftY,
                           pViewInfo->fBottomX, pViewInfo->fRightY);
-        if (status != PLK_READ_OK)
-            return status;
+        if (status != PLK_READ_OK) return status;
     }
     blocksAvailable = GetAllBlocksAvailable();
     blocksInView = GetAllBlocksInView();
@@ -308,8 +284,7 @@ void XRVJP2kRenderer::paint(QPainter& painter, const QRectF& world, const QRect&
         readView(int(view.nSizeX), int(view.nSizeY), view.fTopX, view.fLeftY, view.fBottomX, view.fRightY);
     }
     XRVJP2kImageLock lock(&imageMutex);
-    if (!currentImage)
-        return;
+    if (!currentImage) return;
     painter.save();
     painter.setRenderHint(QPainter::SmoothPixmapTransform, pixmapSmoothing);
     painter.setOpacity(transparency);
@@ -325,6 +300,6 @@ void XRVJP2kRenderer::paint(QPainter& painter, const QRectF& world, const QRect&
 void XRVJP2kRenderer::drawPicture(QPainter& painter, const Korvane::GeoImage& picture, const QRectF& world,
                                   const QRect& device) const
 {
-    picture.paint(painter, device.x(), device.y(), device.x() + device.width(), device.y() + device.height(),
-                  world.x(), world.y(), world.x() + world.width(), world.y() + world.height());
+    picture.paint(painter, device.x(), device.y(), device.x() + device.width(), device.y() + device.height(), world.x(),
+                  world.y(), world.x() + world.width(), world.y() + world.height());
 }

@@ -25,10 +25,9 @@ class XRVJP2kLayer;
 namespace Map {
 class Layer;
 }
-}
+}  // namespace Korvane
 
-class XRVJP2kRenderer : public PLK::CView
-{
+class XRVJP2kRenderer : public PLK::CView {
 public:
     explicit XRVJP2kRenderer(Korvane::XRVJP2kLayer* owner);
     ~XRVJP2kRenderer() override;

@@ -3,8 +3,7 @@
 
 #include <QtCore/QString>
 
-class XRVJP2kSizeText
-{
+class XRVJP2kSizeText {
 public:
     // "< 1 GP" below a thousand whole megapixels, else gigapixels with two decimals, "2.35 GP".
     static QString gigaPixels(quint32 width, quint32 height);

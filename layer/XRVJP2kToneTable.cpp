@@ -12,10 +12,8 @@ XRVJP2kToneTable::XRVJP2kToneTable(double contrast, double brightness)
         // same way whatever its settings were made with.
         const float offset = static_cast<float>(i - 127.5);
         float t = static_cast<float>(static_cast<double>(offset) * contrast + 127.5 + (brightness - 1.0) * 255.0);
-        if (!(t >= 0.0f))
-            t = 0.0f;  // also catches a curve made from a NaN setting
-        if (t > 255.0f)
-            t = 255.0f;
+        if (!(t >= 0.0f)) t = 0.0f;  // also catches a curve made from a NaN setting
+        if (t > 255.0f) t = 255.0f;
         m_table[static_cast<size_t>(i)] = static_cast<quint8>(t);
     }
 }

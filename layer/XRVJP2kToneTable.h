@@ -10,8 +10,7 @@ namespace Korvane {
 class GeoImage;
 }
 
-class XRVJP2kToneTable
-{
+class XRVJP2kToneTable {
 public:
     // contrast is the slope about the middle grey, brightness 1.0 is neutral and every step
     // of 1.0 moves all values by 255.

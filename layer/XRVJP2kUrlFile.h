@@ -3,8 +3,7 @@
 
 #include <QtCore/QString>
 
-class XRVJP2kUrlFile
-{
+class XRVJP2kUrlFile {
 public:
     enum Result { Read, CannotOpen, UnsupportedProtocol };
 

@@ -16,19 +16,19 @@ const QChar kLineEnd(13);  // the clipboard text has always used bare carriage r
 int bytesPerCell(PLKCellType type)
 {
     switch (type) {
-    case PLK_CELL_UINT16:
-    case PLK_CELL_INT16:
-        return 2;
-    case PLK_CELL_UINT32:
-    case PLK_CELL_INT32:
-    case PLK_CELL_IEEE4:
-        return 4;
-    case PLK_CELL_UINT64:
-    case PLK_CELL_INT64:
-    case PLK_CELL_IEEE8:
-        return 8;
-    default:
-        return 1;
+        case PLK_CELL_UINT16:
+        case PLK_CELL_INT16:
+            return 2;
+        case PLK_CELL_UINT32:
+        case PLK_CELL_INT32:
+        case PLK_CELL_IEEE4:
+            return 4;
+        case PLK_CELL_UINT64:
+        case PLK_CELL_INT64:
+        case PLK_CELL_IEEE8:
+            return 8;
+        default:
+            return 1;
     }
 }
 
@@ -36,16 +36,16 @@ int bytesPerCell(PLKCellType type)
 QString unitsText(PLKCellSizeUnits units)
 {
     switch (units) {
-    case PLK_UNITS_INVALID:
-        return QStringLiteral("Invalid");
-    case PLK_UNITS_METERS:
-        return QStringLiteral("Meters");
-    case PLK_UNITS_DEGREES:
-        return QStringLiteral("Degrees");
-    case PLK_UNITS_FEET:
-        return QStringLiteral("Feet");
-    default:
-        return QStringLiteral("Unknown");
+        case PLK_UNITS_INVALID:
+            return QStringLiteral("Invalid");
+        case PLK_UNITS_METERS:
+            return QStringLiteral("Meters");
+        case PLK_UNITS_DEGREES:
+            return QStringLiteral("Degrees");
+        case PLK_UNITS_FEET:
+            return QStringLiteral("Feet");
+        default:
+            return QStringLiteral("Unknown");
     }
 }
 
@@ -206,12 +206,9 @@ QString XRVJP2kLayerFileInfo::clipboardText(const PLKFileInfo& info)
               << tr("Acquisition Date = %1").arg(wide(meta->sAcquisitionDate))
               << tr("Acquisition Sensor Name = %1").arg(wide(meta->sAcquisitionSensorName))
               << tr("Compression Software = %1").arg(wide(meta->sCompressionSoftware))
-              << tr("Author = %1").arg(wide(meta->sAuthor))
-              << tr("Copyright = %1").arg(wide(meta->sCopyright))
-              << tr("Company = %1").arg(wide(meta->sCompany))
-              << tr("Email = %1").arg(wide(meta->sEmail))
-              << tr("Address = %1").arg(wide(meta->sAddress))
-              << tr("Telephone = %1").arg(wide(meta->sTelephone));
+              << tr("Author = %1").arg(wide(meta->sAuthor)) << tr("Copyright = %1").arg(wide(meta->sCopyright))
+              << tr("Company = %1").arg(wide(meta->sCompany)) << tr("Email = %1").arg(wide(meta->sEmail))
+              << tr("Address = %1").arg(wide(meta->sAddress)) << tr("Telephone = %1").arg(wide(meta->sTelephone));
     }
     QString text;
     for (const QString& line : lines) text += line + kLineEnd;

@@ -28,8 +28,7 @@ void showFromStart(QWidget* page)
 
 }  // namespace
 
-XRVJP2kLayerJP2FileInfo::XRVJP2kLayerJP2FileInfo(QWidget* parent)
-    : QWidget(parent), ui(new Ui::XRVJP2kLayerJP2FileInfo)
+XRVJP2kLayerJP2FileInfo::XRVJP2kLayerJP2FileInfo(QWidget* parent) : QWidget(parent), ui(new Ui::XRVJP2kLayerJP2FileInfo)
 {
     ui->setupUi(this);
     connect(ui->copyToClipboard, &QPushButton::clicked, this, &XRVJP2kLayerJP2FileInfo::copyToClipboard);

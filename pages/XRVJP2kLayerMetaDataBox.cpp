@@ -21,8 +21,7 @@ QString boxTypeName(uint32_t type)
 
 }  // namespace
 
-XRVJP2kLayerMetaDataBox::XRVJP2kLayerMetaDataBox(QWidget* parent)
-    : QWidget(parent), ui(new Ui::XRVJP2LayerMetaDataBox)
+XRVJP2kLayerMetaDataBox::XRVJP2kLayerMetaDataBox(QWidget* parent) : QWidget(parent), ui(new Ui::XRVJP2LayerMetaDataBox)
 {
     ui->setupUi(this);
     connect(ui->comboBoxMetaBox, QOverload<int>::of(&QComboBox::activated), this,

@@ -22,8 +22,7 @@ QString valueText(double value)
 QString coefficientBlock(const QString& heading, const double* coefficients)
 {
     QString block = heading;
-    for (int i = 0; i < kCoefficientCount; ++i)
-        block += QStringLiteral("%1, ").arg(coefficients[i], 0, 'f', 6);
+    for (int i = 0; i < kCoefficientCount; ++i) block += QStringLiteral("%1, ").arg(coefficients[i], 0, 'f', 6);
     block[block.size() - 2] = QLatin1Char('\n');
     return block;
 }

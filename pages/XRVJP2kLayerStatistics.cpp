@@ -35,8 +35,7 @@ void showFromStart(QWidget* page)
 
 }  // namespace
 
-XRVJP2kLayerStatistics::XRVJP2kLayerStatistics(QWidget* parent)
-    : QWidget(parent), ui(new Ui::XRVJP2kLayerStatistics)
+XRVJP2kLayerStatistics::XRVJP2kLayerStatistics(QWidget* parent) : QWidget(parent), ui(new Ui::XRVJP2kLayerStatistics)
 {
     ui->setupUi(this);
     connect(ui->bandComboBox, QOverload<int>::of(&QComboBox::currentIndexChanged), this,

@@ -4,10 +4,7 @@
 #include <QPainter>
 #include <algorithm>
 
-SunShadeWidget::SunShadeWidget(QWidget* parent)
-    : QWidget(parent), sunImage(QStringLiteral(":/Resources/sun.png"))
-{
-}
+SunShadeWidget::SunShadeWidget(QWidget* parent) : QWidget(parent), sunImage(QStringLiteral(":/Resources/sun.png")) {}
 
 void SunShadeWidget::mousePressEvent(QMouseEvent* event)
 {

@@ -63,10 +63,7 @@ void XRVJP2kPreferences::setLogSinkSwitch(LogSinkSwitch sinkSwitch)
     logSinkSwitch() = std::move(sinkSwitch);
 }
 
-XRVJP2kPreferences::XRVJP2kPreferences(QWidget* parent)
-    : XRVJP2kPreferences(Korvane::System::getTotalRAM(), parent)
-{
-}
+XRVJP2kPreferences::XRVJP2kPreferences(QWidget* parent) : XRVJP2kPreferences(Korvane::System::getTotalRAM(), parent) {}
 
 XRVJP2kPreferences::XRVJP2kPreferences(qint64 totalMemory, QWidget* parent)
     : QWidget(parent, Qt::WindowFlags()), ui(new Ui::XRVJP2kPreferencesClass), totalMemoryMb(totalMemory)

@@ -47,8 +47,7 @@ XRVJP2kProperties::XRVJP2kProperties(QWidget* parent)
     auto* readLineButtons = new QButtonGroup(this);
     readLineButtons->addButton(ui->readLineRGBA, 0);
     readLineButtons->addButton(ui->readLineBIL, 1);
-    connect(readLineButtons, &QButtonGroup::idClicked, this,
-            &XRVJP2kProperties::on_readLineGroupBox_buttonClicked);
+    connect(readLineButtons, &QButtonGroup::idClicked, this, &XRVJP2kProperties::on_readLineGroupBox_buttonClicked);
     // The cache flushing and read-line options are not offered to users; their slots stay so
     // that the options still work when something invokes them.
     ui->groupBoxAdvanced->deleteLater();
@@ -153,10 +152,8 @@ void XRVJP2kProperties::loadOutline()
 
 void XRVJP2kProperties::showOutlineColor(const QColor& color)
 {
-    ui->colorFrame->setStyleSheet(QStringLiteral("background-color: rgb(%1, %2, %3);")
-                                     .arg(color.red())
-                                     .arg(color.green())
-                                     .arg(color.blue()));
+    ui->colorFrame->setStyleSheet(
+        QStringLiteral("background-color: rgb(%1, %2, %3);").arg(color.red()).arg(color.green()).arg(color.blue()));
 }
 
 bool XRVJP2kProperties::headerQualityLayers(int& count)

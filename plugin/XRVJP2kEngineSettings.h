@@ -12,7 +12,7 @@ struct XRVJP2kEngineSettings {
     bool textureDither = false;
     bool localXrvpCache = true;
     QString xrvpCacheDir;
-    int cacheMaxMemMb = 512;     ///< after the 100 MB floor
+    int cacheMaxMemMb = 512;  ///< after the 100 MB floor
     int diskCacheMaxSizeMb = 256;
     bool resilientDecoding = true;
     bool optimizeNearestNeighbour = true;

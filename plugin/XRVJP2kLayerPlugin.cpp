@@ -47,16 +47,15 @@ bool moduleLoaded(const char* name)
 
 void logReport(const QStringList& lines)
 {
-    for (const QString& line : lines)
-        Korvane::Application::logMessage(line, 1, QDateTime::currentDateTime());
+    for (const QString& line : lines) Korvane::Application::logMessage(line, 1, QDateTime::currentDateTime());
 }
 
 }  // namespace
 
 XRVJP2kLayerPlugin::XRVJP2kLayerPlugin(QObject* parent) : QObject(parent)
 {
-    m_translators = Korvane::Application::initializeTranslations(QStringList{QStringLiteral("xrvjp2klayer")},
-                                                                 QLocale().name());
+    m_translators =
+        Korvane::Application::initializeTranslations(QStringList{QStringLiteral("xrvjp2klayer")}, QLocale().name());
     startEngine();
     m_browser.reset(new Korvane::Gui::XRVPBrowser(nullptr, Korvane::Gui::XRVPBrowser::XRVP));
     m_browser->setWindowIcon(QIcon(QStringLiteral(":/Resources/pnxlogo.png")));
@@ -74,8 +73,8 @@ void XRVJP2kLayerPlugin::startEngine()
     PLKInit();
     engine.applyToEngine();
     if (engine.useWinHttp) PLKWinHttpSetUseWinHttp(1);
-    const QString gdt = geodeticDataPath(QDir::toNativeSeparators(QCoreApplication::applicationFilePath()),
-                                         QDir::separator());
+    const QString gdt =
+        geodeticDataPath(QDir::toNativeSeparators(QCoreApplication::applicationFilePath()), QDir::separator());
     PLKSetGDTPath(gdt.toLocal8Bit().constData());
 }
 
@@ -144,8 +143,8 @@ QString XRVJP2kLayerPlugin::getFileFilter()
     for (QString& e : xrv) e.prepend('*');
     for (QString& e : jpeg2000) e.prepend('*');
     // The blank before the first parenthesis only is how the filter has always read.
-    return QStringLiteral("XRV Image (") + xrv.join(' ') + QStringLiteral(");;XRVP / JPIP Url(*.url);;JPEG 2000 Image(") +
-           jpeg2000.join(' ') + QStringLiteral(")");
+    return QStringLiteral("XRV Image (") + xrv.join(' ') +
+           QStringLiteral(");;XRVP / JPIP Url(*.url);;JPEG 2000 Image(") + jpeg2000.join(' ') + QStringLiteral(")");
 }
 
 void XRVJP2kLayerPlugin::setEnabled(bool enabled)
@@ -168,7 +167,8 @@ Korvane::Map::Layer* XRVJP2kLayerPlugin::createLayer(bool askForUrl)
         return nullptr;
     }
     if (!layer->setDataSource(address)) {
-        QMessageBox::warning(nullptr, tr("XRV JP2 Error:"), layer->getLastError(), QMessageBox::Ok, QMessageBox::NoButton);
+        QMessageBox::warning(nullptr, tr("XRV JP2 Error:"), layer->getLastError(), QMessageBox::Ok,
+                             QMessageBox::NoButton);
         delete layer;
         return nullptr;
     }
@@ -189,8 +189,8 @@ QList<QDockWidget*> XRVJP2kLayerPlugin::getDockWidgets()
 
 QList<QWidget*> XRVJP2kLayerPlugin::getInfoPages()
 {
-    return {new XRVJP2kLayerFileInfo, new XRVJP2kLayerJP2FileInfo, new XRVJP2kLayerStatistics,
-            new XRVJP2kLayerRPCInfo, new XRVJP2kLayerMetaDataBox};
+    return {new XRVJP2kLayerFileInfo, new XRVJP2kLayerJP2FileInfo, new XRVJP2kLayerStatistics, new XRVJP2kLayerRPCInfo,
+            new XRVJP2kLayerMetaDataBox};
 }
 
 QList<QToolBar*> XRVJP2kLayerPlugin::getToolBars()

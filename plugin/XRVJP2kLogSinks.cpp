@@ -10,26 +10,38 @@
 int hostLevelOfEngineLevel(int engineLevel)
 {
     switch (engineLevel) {
-    case -1:
-    case 60000: return 5;
-    case 0:
-    case 10000: return 0;
-    case 30000: return 2;
-    case 40000: return 3;
-    case 50000: return 4;
-    default: return 1;
+        case -1:
+        case 60000:
+            return 5;
+        case 0:
+        case 10000:
+            return 0;
+        case 30000:
+            return 2;
+        case 40000:
+            return 3;
+        case 50000:
+            return 4;
+        default:
+            return 1;
     }
 }
 
 int engineThresholdOfHostLevel(int hostLevel)
 {
     switch (hostLevel) {
-    case 0: return 10000;
-    case 2: return 30000;
-    case 3: return 40000;
-    case 4: return 50000;
-    case 5: return 60000;
-    default: return 20000;
+        case 0:
+            return 10000;
+        case 2:
+            return 30000;
+        case 3:
+            return 40000;
+        case 4:
+            return 50000;
+        case 5:
+            return 60000;
+        default:
+            return 20000;
     }
 }
 

@@ -13,8 +13,7 @@ namespace Korvane {
 
 namespace {
 
-struct SettingsStore
-{
+struct SettingsStore {
     QString path;
     QSettings* settings = nullptr;
 };
@@ -33,32 +32,28 @@ QPointer<QMainWindow>& mainWindowPointer()
 
 QString defaultSettingsPath()
 {
-    return QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) +
-           QStringLiteral("/qdviewer.ini");
+    return QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) + QStringLiteral("/qdviewer.ini");
 }
 
 void closeSettings()
 {
     SettingsStore& store = settingsStore();
-    if (!store.settings)
-        return;
+    if (!store.settings) return;
     store.settings->sync();
     delete store.settings;
     store.settings = nullptr;
 }
 
-} // namespace
+}  // namespace
 
-Application::Application(int& argc, char** argv)
-    : QApplication(argc, argv)
+Application::Application(int& argc, char** argv) : QApplication(argc, argv)
 {
     qRegisterMetaType<Korvane::LogEntry>("Korvane::LogEntry");
     if (organizationName().isEmpty()) {
         setOrganizationName(QStringLiteral("Korvane"));
         setApplicationName(QStringLiteral("qdviewer"));
     }
-    if (applicationDisplayName() == applicationName())
-        setApplicationDisplayName(tr("QD Viewer"));
+    if (applicationDisplayName() == applicationName()) setApplicationDisplayName(tr("QD Viewer"));
     // Messages logged before the application existed reach the console too.
     QMetaObject::invokeMethod(this, "deliverLogEntries", Qt::QueuedConnection);
 }
@@ -77,8 +72,7 @@ QSettings* Application::settings()
 {
     SettingsStore& store = settingsStore();
     if (!store.settings) {
-        if (store.path.isEmpty())
-            store.path = defaultSettingsPath();
+        if (store.path.isEmpty()) store.path = defaultSettingsPath();
         store.settings = new QSettings(store.path, QSettings::IniFormat);
     }
     return store.settings;
@@ -140,20 +134,17 @@ void Application::deliverLogEntries()
     }
 }
 
-QList<QSharedPointer<QTranslator>> Application::initializeTranslations(const QStringList& names,
-                                                                       const QString& locale)
+QList<QSharedPointer<QTranslator>> Application::initializeTranslations(const QStringList& names, const QString& locale)
 {
     const QString appDir = QCoreApplication::applicationDirPath();
-    const QStringList folders{appDir + QStringLiteral("/translations"),
-                              appDir + QStringLiteral("/../translations"),
+    const QStringList folders{appDir + QStringLiteral("/translations"), appDir + QStringLiteral("/../translations"),
                               QStringLiteral(":/translations")};
     QList<QSharedPointer<QTranslator>> installed;
     for (const QString& name : names) {
         const QString fileName = name + QLatin1Char('_') + locale;
         for (const QString& folder : folders) {
             auto translator = QSharedPointer<QTranslator>::create();
-            if (!translator->load(fileName, folder))
-                continue;
+            if (!translator->load(fileName, folder)) continue;
             QCoreApplication::installTranslator(translator.data());
             installed.append(translator);
             break;
@@ -172,4 +163,4 @@ void Application::setMainWindow(QMainWindow* window)
     mainWindowPointer() = window;
 }
 
-} // namespace Korvane
+}  // namespace Korvane

@@ -18,5 +18,5 @@ QString CoordinateReference::name() const
     return isKnown() ? QStringLiteral("epsg:%1").arg(m_epsg) : QStringLiteral("Unknown");
 }
 
-} // namespace Map
-} // namespace Korvane
+}  // namespace Map
+}  // namespace Korvane

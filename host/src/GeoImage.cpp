@@ -6,12 +6,11 @@
 
 namespace Korvane {
 
-GeoImage::GeoImage(int width, int height, double x1, double y1, double x2, double y2,
-                   QImage::Format format, const QColor* fill)
+GeoImage::GeoImage(int width, int height, double x1, double y1, double x2, double y2, QImage::Format format,
+                   const QColor* fill)
     : QImage(width, height, format), m_x1(x1), m_y1(y1), m_x2(x2), m_y2(y2)
 {
-    if (isNull())
-        return;
+    if (isNull()) return;
     if (fill)
         QImage::fill(*fill);
     else
@@ -20,8 +19,7 @@ GeoImage::GeoImage(int width, int height, double x1, double y1, double x2, doubl
 
 GeoImage::GeoImage(const QImage& image, double x1, double y1, double x2, double y2)
     : QImage(image), m_x1(x1), m_y1(y1), m_x2(x2), m_y2(y2)
-{
-}
+{}
 
 QRectF GeoImage::worldRect() const
 {
@@ -36,18 +34,16 @@ void GeoImage::setWorldRect(double x1, double y1, double x2, double y2)
     m_y2 = y2;
 }
 
-void GeoImage::paint(QPainter& painter, double dx1, double dy1, double dx2, double dy2,
-                     double wx1, double wy1, double wx2, double wy2) const
+void GeoImage::paint(QPainter& painter, double dx1, double dy1, double dx2, double dy2, double wx1, double wy1,
+                     double wx2, double wy2) const
 {
-    if (isNull() || m_x1 == m_x2 || m_y1 == m_y2)
-        return;
+    if (isNull() || m_x1 == m_x2 || m_y1 == m_y2) return;
     // The world rectangle in this picture's pixel coordinates.
     const double sx1 = (wx1 - m_x1) / (m_x2 - m_x1) * width();
     const double sx2 = (wx2 - m_x1) / (m_x2 - m_x1) * width();
     const double sy1 = (wy1 - m_y1) / (m_y2 - m_y1) * height();
     const double sy2 = (wy2 - m_y1) / (m_y2 - m_y1) * height();
-    if (sx1 == sx2 || sy1 == sy2 || dx1 == dx2 || dy1 == dy2)
-        return;
+    if (sx1 == sx2 || sy1 == sy2 || dx1 == dx2 || dy1 == dy2) return;
 
     // Only whole pixels of the picture that the world rectangle touches are drawn, through a
     // transform that puts picture pixels where they belong on the device; the device
@@ -55,8 +51,7 @@ void GeoImage::paint(QPainter& painter, double dx1, double dy1, double dx2, doub
     // exact, and the transform also handles a world rectangle that runs the other way.
     const QRectF wanted = QRectF(QPointF(sx1, sy1), QPointF(sx2, sy2)).normalized();
     const QRectF inside = wanted.intersected(QRectF(0, 0, width(), height()));
-    if (inside.isEmpty())
-        return;
+    if (inside.isEmpty()) return;
     const QRectF source(QPointF(std::floor(inside.left()), std::floor(inside.top())),
                         QPointF(std::ceil(inside.right()), std::ceil(inside.bottom())));
     const double scaleX = (dx2 - dx1) / (sx2 - sx1);
@@ -70,4 +65,4 @@ void GeoImage::paint(QPainter& painter, double dx1, double dy1, double dx2, doub
     painter.restore();
 }
 
-} // namespace Korvane
+}  // namespace Korvane

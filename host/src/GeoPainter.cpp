@@ -4,8 +4,7 @@ namespace Korvane {
 
 GeoPainter::GeoPainter(QPaintDevice* device, const QTransform& worldToDevice)
     : QPainter(device), m_worldToDevice(worldToDevice)
-{
-}
+{}
 
 QTransform GeoPainter::deviceToWorld() const
 {
@@ -21,8 +20,7 @@ void GeoPainter::drawWorldRect(double x1, double y1, double x2, double y2)
 
 void GeoPainter::drawWorldRect(const QRectF& world)
 {
-    drawWorldRect(world.left(), world.top(), world.left() + world.width(),
-                  world.top() + world.height());
+    drawWorldRect(world.left(), world.top(), world.left() + world.width(), world.top() + world.height());
 }
 
-} // namespace Korvane
+}  // namespace Korvane

@@ -21,22 +21,17 @@ namespace {
 // Largest picture the renderer makes: 16384 x 16384 ARGB is already a gigabyte.
 constexpr qint64 MaxPixels = qint64(16384) * 16384;
 constexpr int PollMs = 20;
-} // namespace
+}  // namespace
 
-HeadlessRenderer::HeadlessRenderer(PluginManager* plugins)
-    : m_plugins(plugins)
-{
-}
+HeadlessRenderer::HeadlessRenderer(PluginManager* plugins) : m_plugins(plugins) {}
 
 bool HeadlessRenderer::parseSize(const QString& text, QSize* size)
 {
     static const QRegularExpression re(QStringLiteral("^\\s*(\\d{1,6})\\s*[xX]\\s*(\\d{1,6})\\s*$"));
     const QRegularExpressionMatch m = re.match(text);
-    if (!m.hasMatch())
-        return false;
+    if (!m.hasMatch()) return false;
     const QSize parsed(m.captured(1).toInt(), m.captured(2).toInt());
-    if (parsed.isEmpty() || qint64(parsed.width()) * parsed.height() > MaxPixels)
-        return false;
+    if (parsed.isEmpty() || qint64(parsed.width()) * parsed.height() > MaxPixels) return false;
     *size = parsed;
     return true;
 }
@@ -44,23 +39,20 @@ bool HeadlessRenderer::parseSize(const QString& text, QSize* size)
 bool HeadlessRenderer::parseExtent(const QString& text, QRectF* extent)
 {
     const QStringList parts = text.split(QLatin1Char(','));
-    if (parts.size() != 4)
-        return false;
+    if (parts.size() != 4) return false;
     double v[4];
     for (int i = 0; i < 4; ++i) {
         bool ok = false;
         v[i] = parts[i].trimmed().toDouble(&ok);
-        if (!ok || !qIsFinite(v[i]))
-            return false;
+        if (!ok || !qIsFinite(v[i])) return false;
     }
-    if (v[0] == v[2] || v[1] == v[3])
-        return false;
+    if (v[0] == v[2] || v[1] == v[3]) return false;
     *extent = QRectF(QPointF(v[0], v[1]), QPointF(v[2], v[3]));
     return true;
 }
 
-bool HeadlessRenderer::render(const QString& source, const QSize& size, const QRectF* extent,
-                              QImage* out, QString* error)
+bool HeadlessRenderer::render(const QString& source, const QSize& size, const QRectF* extent, QImage* out,
+                              QString* error)
 {
     QString why;
     std::unique_ptr<Map::Layer> layer(m_plugins->openLayer(source, &why));
@@ -81,8 +73,8 @@ bool HeadlessRenderer::render(const QString& source, const QSize& size, const QR
     return render(raster, size, area, out, error);
 }
 
-bool HeadlessRenderer::render(Map::RasterLayer* layer, const QSize& size, const QRectF& extent,
-                              QImage* out, QString* error)
+bool HeadlessRenderer::render(Map::RasterLayer* layer, const QSize& size, const QRectF& extent, QImage* out,
+                              QString* error)
 {
     if (size.isEmpty()) {
         *error = tr("The picture size %1 x %2 is empty.").arg(size.width()).arg(size.height());
@@ -90,8 +82,7 @@ bool HeadlessRenderer::render(Map::RasterLayer* layer, const QSize& size, const 
     }
     QImage picture(size, QImage::Format_ARGB32_Premultiplied);
     if (picture.isNull()) {
-        *error = tr("There is not enough memory for a picture of %1 x %2.")
-                     .arg(size.width()).arg(size.height());
+        *error = tr("There is not enough memory for a picture of %1 x %2.").arg(size.width()).arg(size.height());
         return false;
     }
     const double x1 = extent.left(), y1 = extent.top();
@@ -142,13 +133,13 @@ void HeadlessRenderer::waitForPicture(Map::RasterLayer* layer)
             sinceChange.restart();
         }
         const bool complete = now < 0 || now >= 100;
-        if (complete && sinceRefresh.elapsed() >= (refreshed ? m_quietMs : m_firstPictureMs))
-            break;
+        if (complete && sinceRefresh.elapsed() >= (refreshed ? m_quietMs : m_firstPictureMs)) break;
         if (sinceChange.elapsed() >= m_stallTimeoutMs) {
             m_stalled = !complete;
             if (m_stalled)
                 Application::logMessage(tr("The picture stopped at %1 % for %2 s; drawing what there is.")
-                                            .arg(now).arg(m_stallTimeoutMs / 1000.0),
+                                            .arg(now)
+                                            .arg(m_stallTimeoutMs / 1000.0),
                                         Application::Warning);
             break;
         }
@@ -161,11 +152,10 @@ bool HeadlessRenderer::renderToFile(const QString& source, const QSize& size, co
                                     const QString& outputPath, QString* error)
 {
     QImage picture;
-    if (!render(source, size, extent, &picture, error))
-        return false;
+    if (!render(source, size, extent, &picture, error)) return false;
     const QByteArray suffix = QFileInfo(outputPath).suffix().toLower().toLatin1();
-    QImageWriter writer(outputPath, QImageWriter::supportedImageFormats().contains(suffix)
-                                        ? suffix : QByteArray("png"));
+    QImageWriter writer(outputPath,
+                        QImageWriter::supportedImageFormats().contains(suffix) ? suffix : QByteArray("png"));
     if (!writer.write(picture)) {
         *error = tr("%1 could not be written: %2").arg(outputPath, writer.errorString());
         return false;
@@ -173,4 +163,4 @@ bool HeadlessRenderer::renderToFile(const QString& source, const QSize& size, co
     return true;
 }
 
-} // namespace Korvane
+}  // namespace Korvane

@@ -20,25 +20,20 @@ namespace {
 
 int bandCount(const QImage& image)
 {
-    if (image.isGrayscale())
-        return 1;
+    if (image.isGrayscale()) return 1;
     return image.hasAlphaChannel() ? 4 : 3;
 }
 
-} // namespace
+}  // namespace
 
-ImageLayer::ImageLayer(Map::IRendererClient* client, QObject* parent)
-    : RasterLayer(client, parent)
-{
-}
+ImageLayer::ImageLayer(Map::IRendererClient* client, QObject* parent) : RasterLayer(client, parent) {}
 
 ImageLayer::~ImageLayer() = default;
 
 bool ImageLayer::canRead(const QString& path)
 {
-    static const QStringList extensions{QStringLiteral("png"), QStringLiteral("tif"),
-                                        QStringLiteral("tiff"), QStringLiteral("jpg"),
-                                        QStringLiteral("jpeg")};
+    static const QStringList extensions{QStringLiteral("png"), QStringLiteral("tif"), QStringLiteral("tiff"),
+                                        QStringLiteral("jpg"), QStringLiteral("jpeg")};
     return extensions.contains(QFileInfo(path).suffix().toLower());
 }
 
@@ -62,15 +57,14 @@ bool ImageLayer::setDataSource(QString source)
         m_lastError = tr("%1 could not be read: %2").arg(source, reader.errorString());
         return false;
     }
-    const QImage::Format pixels = picture.hasAlphaChannel() ? QImage::Format_ARGB32_Premultiplied
-                                                            : QImage::Format_RGB32;
-    if (!readWorldFile(source, &m_lastError))
-        return false;
+    const QImage::Format pixels =
+        picture.hasAlphaChannel() ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32;
+    if (!readWorldFile(source, &m_lastError)) return false;
 
     m_source = source;
     m_format = format;
-    m_image = GeoImage(picture.convertToFormat(pixels), m_originX, m_originY,
-                       m_originX + picture.width() * m_cellX, m_originY + picture.height() * m_cellY);
+    m_image = GeoImage(picture.convertToFormat(pixels), m_originX, m_originY, m_originX + picture.width() * m_cellX,
+                       m_originY + picture.height() * m_cellY);
     m_bands = bandCount(picture);
     m_lastError.clear();
     setDescription(QFileInfo(source).fileName());
@@ -82,8 +76,7 @@ bool ImageLayer::readWorldFile(const QString& imagePath, QString* error)
 {
     const QString path = WorldFile::find(imagePath);
     WorldFile world;
-    if (!path.isEmpty() && !world.read(path, error))
-        return false;
+    if (!path.isEmpty() && !world.read(path, error)) return false;
     m_worldFile = path;
     m_originX = path.isEmpty() ? 0.0 : world.originX();
     m_originY = path.isEmpty() ? 0.0 : world.originY();
@@ -91,9 +84,9 @@ bool ImageLayer::readWorldFile(const QString& imagePath, QString* error)
     m_cellY = world.e;
     m_rotation = qRadiansToDegrees(std::atan2(world.d, world.a));
     if (world.isRotated())
-        Application::logMessage(tr("%1: the rotation of the world file %2 is not drawn.")
-                                    .arg(QFileInfo(imagePath).fileName(), path),
-                                Application::Warning);
+        Application::logMessage(
+            tr("%1: the rotation of the world file %2 is not drawn.").arg(QFileInfo(imagePath).fileName(), path),
+            Application::Warning);
     return true;
 }
 
@@ -114,8 +107,7 @@ void ImageLayer::setView(int, int, double, double, double, double)
 
 QRectF ImageLayer::getBounds()
 {
-    if (!isValid())
-        return QRectF();
+    if (!isValid()) return QRectF();
     return QRectF(m_originX, m_originY, m_image.width() * m_cellX, m_image.height() * m_cellY);
 }
 
@@ -141,16 +133,14 @@ signed char ImageLayer::getPercentComplete()
 
 void ImageLayer::paint(GeoPainter& painter, const QRectF* world, const QRect* device)
 {
-    if (!isValid() || !world || !device || world->width() == 0.0)
-        return;
+    if (!isValid() || !world || !device || world->width() == 0.0) return;
     // Smooth only when shrinking: enlarged cells stay crisp squares, as users expect of a
     // raster, while a reduced picture would shimmer without it.
     const double cellsAcross = std::abs(world->width() / m_cellX);
     painter.setRenderHint(QPainter::SmoothPixmapTransform, device->width() < cellsAcross);
     painter.setOpacity(painter.opacity() * getTransparency());
-    m_image.paint(painter, device->x(), device->y(), device->x() + device->width(),
-                  device->y() + device->height(), world->x(), world->y(),
-                  world->x() + world->width(), world->y() + world->height());
+    m_image.paint(painter, device->x(), device->y(), device->x() + device->width(), device->y() + device->height(),
+                  world->x(), world->y(), world->x() + world->width(), world->y() + world->height());
 }
 
 double ImageLayer::getCellSizeX()
@@ -195,9 +185,8 @@ double ImageLayer::getRotation()
 
 Map::RasterLayer::ColorSpace ImageLayer::getColorSpace()
 {
-    if (!isValid())
-        return Unknown;
+    if (!isValid()) return Unknown;
     return m_bands == 1 ? Greyscale : RGB;
 }
 
-} // namespace Korvane
+}  // namespace Korvane

@@ -9,5 +9,5 @@ namespace Map {
 IRendererClient::~IRendererClient() = default;
 IRasterLayerHistogram::~IRasterLayerHistogram() = default;
 
-} // namespace Map
-} // namespace Korvane
+}  // namespace Map
+}  // namespace Korvane

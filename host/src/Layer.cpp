@@ -20,8 +20,7 @@ const QString UidTag = QStringLiteral("uid");
 const QString CommentsTag = QStringLiteral("comments");
 const QString DescriptionTag = QStringLiteral("description");
 
-void appendTextElement(QDomNode& parent, QDomDocument& document, const QString& tag,
-                       const QString& text)
+void appendTextElement(QDomNode& parent, QDomDocument& document, const QString& tag, const QString& text)
 {
     QDomElement element = document.createElement(tag);
     element.appendChild(document.createTextNode(text));
@@ -39,14 +38,11 @@ bool isAddress(const QString& source)
     return source.contains(QLatin1String("://"));
 }
 
-} // namespace
+}  // namespace
 
 Layer::Layer(QObject* parent)
-    : QObject(parent),
-      m_uid(QUuid::createUuid().toString(QUuid::WithoutBraces)),
-      m_refreshQueue(new LayerRefreshQueue)
-{
-}
+    : QObject(parent), m_uid(QUuid::createUuid().toString(QUuid::WithoutBraces)), m_refreshQueue(new LayerRefreshQueue)
+{}
 
 Layer::~Layer() = default;
 
@@ -73,8 +69,7 @@ bool Layer::isVisible()
 
 void Layer::setVisible(bool visible)
 {
-    if (m_visible == visible)
-        return;
+    if (m_visible == visible) return;
     m_visible = visible;
     refresh(0, 0, 0, 0);
 }
@@ -107,11 +102,9 @@ void Layer::setDescription(QString description)
 QString Layer::displayName()
 {
     const QString description = getDescription();
-    if (!description.isEmpty())
-        return description;
+    if (!description.isEmpty()) return description;
     const QString source = getDataSource();
-    if (isAddress(source))
-        return source;
+    if (isAddress(source)) return source;
     const QString fileName = QFileInfo(source).fileName();
     return fileName.isEmpty() ? tr("Unnamed layer") : fileName;
 }
@@ -130,8 +123,7 @@ bool Layer::readXML(QDomNode& node, QDir& projectDir, QString* error)
 {
     QString source = childText(node, DataSourceTag);
     if (source.isEmpty()) {
-        if (error)
-            *error = tr("The project names no data source for this layer.");
+        if (error) *error = tr("The project names no data source for this layer.");
         return false;
     }
     if (!isAddress(source) && QFileInfo(source).isRelative())
@@ -146,12 +138,10 @@ bool Layer::readXML(QDomNode& node, QDir& projectDir, QString* error)
         return false;
     }
     const QString uid = childText(node, UidTag);
-    if (!uid.isEmpty())
-        m_uid = uid;
+    if (!uid.isEmpty()) m_uid = uid;
     setComments(childText(node, CommentsTag));
     const QDomElement description = node.firstChildElement(DescriptionTag);
-    if (!description.isNull() && !description.text().isEmpty())
-        setDescription(description.text());
+    if (!description.isNull() && !description.text().isEmpty()) setDescription(description.text());
     setVisible(childText(node, VisibleTag, QStringLiteral("1")) != QLatin1String("0"));
     return true;
 }
@@ -168,5 +158,5 @@ void Layer::deliverRefreshes()
         emit refreshRequested(area.x1, area.y1, area.x2, area.y2);
 }
 
-} // namespace Map
-} // namespace Korvane
+}  // namespace Map
+}  // namespace Korvane

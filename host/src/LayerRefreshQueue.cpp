@@ -32,5 +32,5 @@ std::vector<LayerRefreshQueue::Area> LayerRefreshQueue::take()
     return areas;
 }
 
-} // namespace Map
-} // namespace Korvane
+}  // namespace Map
+}  // namespace Korvane

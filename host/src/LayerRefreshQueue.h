@@ -10,11 +10,9 @@ namespace Map {
 // Refresh requests of one layer on their way from whatever thread made them to the GUI
 // thread. Guarded by a standard mutex (visible to ThreadSanitizer, unlike Qt's own locks);
 // only the first request after a delivery needs to wake the GUI thread.
-class LayerRefreshQueue
-{
+class LayerRefreshQueue {
 public:
-    struct Area
-    {
+    struct Area {
         double x1, y1, x2, y2;
     };
 
@@ -33,5 +31,5 @@ private:
     bool m_wakePending = false;
 };
 
-} // namespace Map
-} // namespace Korvane
+}  // namespace Map
+}  // namespace Korvane

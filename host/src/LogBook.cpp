@@ -21,8 +21,7 @@ bool LogBook::append(LogEntry entry, bool canWake)
         std::lock_guard<std::mutex> lock(m_mutex);
         entry.sequence = m_nextSequence++;
         m_entries.push_back(std::move(entry));
-        if (m_entries.size() > MaxEntries)
-            m_entries.pop_front();
+        if (m_entries.size() > MaxEntries) m_entries.pop_front();
         if (canWake && !m_wakePending) {
             m_wakePending = true;
             wake = true;
@@ -41,14 +40,12 @@ QVector<LogEntry> LogBook::takeSince(quint64 sequence)
     std::lock_guard<std::mutex> lock(m_mutex);
     m_wakePending = false;
     QVector<LogEntry> result;
-    if (m_entries.empty() || m_entries.back().sequence <= sequence)
-        return result;
+    if (m_entries.empty() || m_entries.back().sequence <= sequence) return result;
     // Sequence numbers have no gaps, so the first new entry's position is known.
     const quint64 first = m_entries.front().sequence;
     const size_t start = sequence < first ? 0 : size_t(sequence + 1 - first);
     result.reserve(int(m_entries.size() - start));
-    for (size_t i = start; i < m_entries.size(); ++i)
-        result.append(m_entries[i]);
+    for (size_t i = start; i < m_entries.size(); ++i) result.append(m_entries[i]);
     return result;
 }
 
@@ -60,14 +57,11 @@ QVector<LogEntry> LogBook::entries() const
 
 namespace {
 const char* const LevelNames[] = {
-    QT_TRANSLATE_NOOP("Korvane::Application", "Trace"),
-    QT_TRANSLATE_NOOP("Korvane::Application", "Info"),
-    QT_TRANSLATE_NOOP("Korvane::Application", "Notice"),
-    QT_TRANSLATE_NOOP("Korvane::Application", "Warning"),
-    QT_TRANSLATE_NOOP("Korvane::Application", "Error"),
-    QT_TRANSLATE_NOOP("Korvane::Application", "Critical"),
+    QT_TRANSLATE_NOOP("Korvane::Application", "Trace"),  QT_TRANSLATE_NOOP("Korvane::Application", "Info"),
+    QT_TRANSLATE_NOOP("Korvane::Application", "Notice"), QT_TRANSLATE_NOOP("Korvane::Application", "Warning"),
+    QT_TRANSLATE_NOOP("Korvane::Application", "Error"),  QT_TRANSLATE_NOOP("Korvane::Application", "Critical"),
 };
-} // namespace
+}  // namespace
 
 QString LogBook::levelName(int level)
 {
@@ -82,4 +76,4 @@ QString LogBook::format(const LogEntry& entry)
              QLatin1String(LevelNames[qBound(0, entry.level, 5)]), entry.text);
 }
 
-} // namespace Korvane
+}  // namespace Korvane

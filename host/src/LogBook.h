@@ -12,8 +12,7 @@ namespace Korvane {
 // The process-wide application log: every message since start-up (the oldest go beyond a
 // limit), the level at which messages also reach stderr, and the bookkeeping that hands new
 // messages to the GUI thread once per burst. Any thread.
-class LogBook
-{
+class LogBook {
 public:
     static LogBook& instance();
 
@@ -40,4 +39,4 @@ private:
     std::atomic<int> m_level{1};
 };
 
-} // namespace Korvane
+}  // namespace Korvane

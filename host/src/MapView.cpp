@@ -19,10 +19,9 @@ namespace {
 constexpr double ZoomPerNotch = 1.25;
 // A burst of wheel steps counts as one interaction; it ends this long after the last step.
 constexpr int WheelQuietMs = 250;
-} // namespace
+}  // namespace
 
-MapView::MapView(QWidget* parent, Qt::WindowFlags flags)
-    : QWidget(parent, flags), m_wheelTimer(new QTimer(this))
+MapView::MapView(QWidget* parent, Qt::WindowFlags flags) : QWidget(parent, flags), m_wheelTimer(new QTimer(this))
 {
     setMouseTracking(true);
     setAttribute(Qt::WA_OpaquePaintEvent);
@@ -58,20 +57,17 @@ MapViewport& MapView::liveViewport()
 
 int MapView::addLayer(Layer* layer, int position)
 {
-    if (!layer || m_layers.contains(layer))
-        return -1;
+    if (!layer || m_layers.contains(layer)) return -1;
     const int index = (position < 0 || position > m_layers.size()) ? m_layers.size() : position;
     m_layers.insert(index, layer);
     layer->setParent(this);
     connect(layer, &Layer::refreshRequested, this, &MapView::onLayerRefresh);
     connect(layer, &QObject::destroyed, this, &MapView::onLayerDestroyed);
     if (m_interactionDepth > 0)
-        if (auto* raster = qobject_cast<RasterLayer*>(layer))
-            raster->beginUpdate(true);
+        if (auto* raster = qobject_cast<RasterLayer*>(layer)) raster->beginUpdate(true);
 
     updateOrientation();
-    if (m_autoFit)
-        liveViewport().fit(layerExtentOfAll());
+    if (m_autoFit) liveViewport().fit(layerExtentOfAll());
     emit layersChanged();
     setActiveLayer(layer);
     viewChanged();
@@ -80,16 +76,14 @@ int MapView::addLayer(Layer* layer, int position)
 
 bool MapView::removeLayer(Layer* layer)
 {
-    if (!takeLayer(layer))
-        return false;
+    if (!takeLayer(layer)) return false;
     delete layer;
     return true;
 }
 
 Layer* MapView::takeLayer(Layer* layer)
 {
-    if (!layer || !m_layers.contains(layer))
-        return nullptr;
+    if (!layer || !m_layers.contains(layer)) return nullptr;
     disconnect(layer, nullptr, this, nullptr);
     forgetLayer(layer);
     layer->setParent(nullptr);
@@ -124,10 +118,8 @@ void MapView::onLayerDestroyed(QObject* object)
 bool MapView::moveLayer(Layer* layer, int newIndex)
 {
     const int from = m_layers.indexOf(layer);
-    if (from < 0 || newIndex < 0 || newIndex >= m_layers.size())
-        return false;
-    if (from == newIndex)
-        return true;
+    if (from < 0 || newIndex < 0 || newIndex >= m_layers.size()) return false;
+    if (from == newIndex) return true;
     m_layers.move(from, newIndex);
     updateOrientation();
     emit layersChanged();
@@ -137,18 +129,15 @@ bool MapView::moveLayer(Layer* layer, int newIndex)
 
 void MapView::setActiveLayer(Layer* layer)
 {
-    if (layer && !m_layers.contains(layer))
-        return;
-    if (m_activeLayer == layer)
-        return;
+    if (layer && !m_layers.contains(layer)) return;
+    if (m_activeLayer == layer) return;
     m_activeLayer = layer;
     emit activeLayerChanged(layer);
 }
 
 void MapView::setLayerVisible(Layer* layer, bool visible)
 {
-    if (!m_layers.contains(layer))
-        return;
+    if (!m_layers.contains(layer)) return;
     layer->setVisible(visible);
     updateLayerViews();
     update();
@@ -158,16 +147,14 @@ QList<RasterLayer*> MapView::rasterLayers() const
 {
     QList<RasterLayer*> result;
     for (Layer* layer : m_layers)
-        if (auto* raster = qobject_cast<RasterLayer*>(layer))
-            result.append(raster);
+        if (auto* raster = qobject_cast<RasterLayer*>(layer)) result.append(raster);
     return result;
 }
 
 QRectF MapView::layerExtent(Layer* layer) const
 {
     auto* raster = qobject_cast<RasterLayer*>(layer);
-    if (!raster)
-        return QRectF();
+    if (!raster) return QRectF();
     const QRectF bounds = raster->getBounds().normalized();
     return (bounds.width() > 0.0 || bounds.height() > 0.0) ? bounds : QRectF();
 }
@@ -177,8 +164,7 @@ QRectF MapView::layerExtentOfAll() const
     QRectF all;
     for (Layer* layer : m_layers) {
         const QRectF extent = layerExtent(layer);
-        if (extent.isNull())
-            continue;
+        if (extent.isNull()) continue;
         all = all.isNull() ? extent : all.united(extent);
     }
     return all;
@@ -189,8 +175,7 @@ void MapView::updateOrientation()
     // The bottom raster layer decides: a negative bounds height means its rows run from
     // north to south, so world y grows upwards on screen.
     const QList<RasterLayer*> rasters = rasterLayers();
-    if (rasters.isEmpty())
-        return;
+    if (rasters.isEmpty()) return;
     liveViewport().setYUp(rasters.first()->getBounds().height() <= 0.0);
 }
 
@@ -221,8 +206,7 @@ void MapView::panBy(const QPointF& deviceDelta)
 void MapView::zoomToLayer(Layer* layer)
 {
     const QRectF extent = layerExtent(layer);
-    if (extent.isNull())
-        return;
+    if (extent.isNull()) return;
     beginInteraction();
     liveViewport().fit(extent);
     endInteraction();
@@ -231,8 +215,7 @@ void MapView::zoomToLayer(Layer* layer)
 void MapView::zoomToAll()
 {
     const QRectF extent = layerExtentOfAll();
-    if (extent.isNull())
-        return;
+    if (extent.isNull()) return;
     beginInteraction();
     liveViewport().fit(extent);
     endInteraction();
@@ -246,19 +229,15 @@ void MapView::setBackgroundColor(const QColor& color)
 
 void MapView::beginInteraction()
 {
-    if (m_interactionDepth++ > 0)
-        return;
-    for (RasterLayer* layer : rasterLayers())
-        layer->beginUpdate(true);
+    if (m_interactionDepth++ > 0) return;
+    for (RasterLayer* layer : rasterLayers()) layer->beginUpdate(true);
 }
 
 void MapView::endInteraction()
 {
-    if (m_interactionDepth == 0)
-        return;
+    if (m_interactionDepth == 0) return;
     if (--m_interactionDepth == 0)
-        for (RasterLayer* layer : rasterLayers())
-            layer->endUpdate();
+        for (RasterLayer* layer : rasterLayers()) layer->endUpdate();
     // Whatever changed reaches the layers now; once the interaction is over they may also
     // want the view again at full quality.
     viewChanged();
@@ -275,13 +254,12 @@ void MapView::viewChanged()
 void MapView::updateLayerViews()
 {
     const QSize size = liveViewport().size();
-    if (size.isEmpty())
-        return;
+    if (size.isEmpty()) return;
     const QRectF world = liveViewport().visibleWorld();
     for (RasterLayer* layer : rasterLayers()) {
         if (layer->isVisible())
-            layer->setView(size.width(), size.height(), world.left(), world.top(),
-                           world.left() + world.width(), world.top() + world.height());
+            layer->setView(size.width(), size.height(), world.left(), world.top(), world.left() + world.width(),
+                           world.top() + world.height());
     }
 }
 
@@ -290,8 +268,7 @@ void MapView::paintLayers(GeoPainter& painter, const QRect& device)
     const QRectF world = liveViewport().worldOf(QRectF(device));
     for (Layer* layer : m_layers) {
         auto* raster = qobject_cast<RasterLayer*>(layer);
-        if (!raster || !raster->isVisible())
-            continue;
+        if (!raster || !raster->isVisible()) continue;
         painter.save();
         raster->paint(painter, &world, &device);
         painter.restore();
@@ -307,8 +284,7 @@ void MapView::paintEvent(QPaintEvent* event)
 
 void MapView::renderTo(QImage& image)
 {
-    if (image.isNull())
-        return;
+    if (image.isNull()) return;
     image.fill(m_background);
     GeoPainter painter(&image, liveViewport().worldToDevice());
     paintLayers(painter, image.rect());
@@ -317,8 +293,7 @@ void MapView::renderTo(QImage& image)
 void MapView::onLayerRefresh(double x1, double y1, double x2, double y2)
 {
     auto* layer = qobject_cast<Layer*>(sender());
-    if (layer && !layer->isVisible() && !(x1 == 0 && y1 == 0 && x2 == 0 && y2 == 0))
-        return;
+    if (layer && !layer->isVisible() && !(x1 == 0 && y1 == 0 && x2 == 0 && y2 == 0)) return;
     if (x1 == 0 && y1 == 0 && x2 == 0 && y2 == 0) {
         update();
         return;
@@ -326,8 +301,7 @@ void MapView::onLayerRefresh(double x1, double y1, double x2, double y2)
     // A pixel of slack on every side covers rounding and smoothed edges.
     const QRectF device = liveViewport().deviceOf(QPointF(x1, y1), QPointF(x2, y2));
     const QRect area = device.toAlignedRect().adjusted(-1, -1, 1, 1).intersected(rect());
-    if (!area.isEmpty())
-        update(area);
+    if (!area.isEmpty()) update(area);
 }
 
 void MapView::resizeEvent(QResizeEvent* event)
@@ -335,8 +309,7 @@ void MapView::resizeEvent(QResizeEvent* event)
     QWidget::resizeEvent(event);
     if (m_autoFit) {
         const QRectF extent = layerExtentOfAll();
-        if (!extent.isNull())
-            liveViewport().fit(extent);
+        if (!extent.isNull()) liveViewport().fit(extent);
     }
     viewChanged();
 }
@@ -385,8 +358,7 @@ void MapView::wheelEvent(QWheelEvent* event)
         return;
     }
     m_autoFit = false;
-    if (!m_wheelTimer->isActive())
-        beginInteraction();
+    if (!m_wheelTimer->isActive()) beginInteraction();
     m_wheelTimer->start();
     liveViewport().zoomAt(event->position(), std::pow(ZoomPerNotch, delta / 120.0));
     viewChanged();
@@ -399,5 +371,5 @@ void MapView::endWheelInteraction()
     endInteraction();
 }
 
-} // namespace Map
-} // namespace Korvane
+}  // namespace Map
+}  // namespace Korvane

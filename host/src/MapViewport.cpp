@@ -9,7 +9,7 @@ namespace {
 // Far beyond any map's needs, close enough to keep the transform invertible.
 constexpr double MinUnitsPerPixel = 1e-9;
 constexpr double MaxUnitsPerPixel = 1e12;
-} // namespace
+}  // namespace
 
 void MapViewport::setUnitsPerPixel(double unitsPerPixel)
 {
@@ -36,8 +36,7 @@ QTransform MapViewport::worldToDevice() const
 {
     const double s = 1.0 / m_unitsPerPixel;
     const double sy = m_yUp ? -s : s;
-    return QTransform(s, 0, 0, sy, m_size.width() / 2.0 - m_center.x() * s,
-                      m_size.height() / 2.0 - m_center.y() * sy);
+    return QTransform(s, 0, 0, sy, m_size.width() / 2.0 - m_center.x() * s, m_size.height() / 2.0 - m_center.y() * sy);
 }
 
 QRectF MapViewport::visibleWorld() const
@@ -57,8 +56,7 @@ QRectF MapViewport::deviceOf(const QPointF& worldCorner1, const QPointF& worldCo
 
 void MapViewport::zoomAt(const QPointF& devicePos, double factor)
 {
-    if (!(factor > 0.0))
-        return;
+    if (!(factor > 0.0)) return;
     const QPointF anchor = toWorld(devicePos);
     setUnitsPerPixel(m_unitsPerPixel / factor);
     // Put the centre where it has to be for the anchor to land on devicePos again.
@@ -77,13 +75,12 @@ void MapViewport::panBy(const QPointF& deviceDelta)
 void MapViewport::fit(const QRectF& world)
 {
     const QRectF area = world.normalized();
-    if (area.width() <= 0.0 && area.height() <= 0.0)
-        return;
+    if (area.width() <= 0.0 && area.height() <= 0.0) return;
     const double perPixelX = area.width() / qMax(1, m_size.width());
     const double perPixelY = area.height() / qMax(1, m_size.height());
     setUnitsPerPixel(qMax(perPixelX, perPixelY));
     m_center = area.center();
 }
 
-} // namespace Map
-} // namespace Korvane
+}  // namespace Map
+}  // namespace Korvane

@@ -26,24 +26,19 @@ bool matchesFilter(const QString& fileName, const QString& filter)
     for (const QString& pattern : PluginManager::filterPatterns(filter)) {
         const QRegularExpression re(QRegularExpression::wildcardToRegularExpression(pattern),
                                     QRegularExpression::CaseInsensitiveOption);
-        if (re.match(fileName).hasMatch())
-            return true;
+        if (re.match(fileName).hasMatch()) return true;
     }
     return false;
 }
 
-} // namespace
+}  // namespace
 
-PluginManager::PluginManager(QObject* parent)
-    : QObject(parent)
-{
-}
+PluginManager::PluginManager(QObject* parent) : QObject(parent) {}
 
 PluginManager::~PluginManager()
 {
     // In reverse load order, while the application (and its widgets) still exist.
-    for (int i = m_plugins.size() - 1; i >= 0; --i)
-        delete m_plugins[i].instance;
+    for (int i = m_plugins.size() - 1; i >= 0; --i) delete m_plugins[i].instance;
 }
 
 QStringList PluginManager::defaultFolders()
@@ -51,8 +46,7 @@ QStringList PluginManager::defaultFolders()
     const QString appDir = QCoreApplication::applicationDirPath();
     QStringList folders{appDir + QStringLiteral("/plugins"), appDir + QStringLiteral("/../plugins")};
     const QString extra = qEnvironmentVariable(PathVariable);
-    for (const QString& folder : extra.split(QLatin1Char(':'), Qt::SkipEmptyParts))
-        folders << folder;
+    for (const QString& folder : extra.split(QLatin1Char(':'), Qt::SkipEmptyParts)) folders << folder;
     return folders;
 }
 
@@ -61,14 +55,11 @@ int PluginManager::loadFolders(const QStringList& folders)
     int loaded = 0;
     for (const QString& folder : folders) {
         const QDir dir(folder);
-        if (!dir.exists())
-            continue;
-        Application::logMessage(tr("Looking for layer plug-ins in %1").arg(dir.absolutePath()),
-                                Application::Trace);
+        if (!dir.exists()) continue;
+        Application::logMessage(tr("Looking for layer plug-ins in %1").arg(dir.absolutePath()), Application::Trace);
         const QFileInfoList files = dir.entryInfoList(QDir::Files, QDir::Name);
         for (const QFileInfo& file : files) {
-            if (QLibrary::isLibrary(file.fileName()) && loadFile(file.absoluteFilePath()))
-                ++loaded;
+            if (QLibrary::isLibrary(file.fileName()) && loadFile(file.absoluteFilePath())) ++loaded;
         }
     }
     return loaded;
@@ -77,8 +68,7 @@ int PluginManager::loadFolders(const QStringList& folders)
 bool PluginManager::alreadyLoaded(const QString& canonicalPath) const
 {
     for (const Plugin& plugin : m_plugins)
-        if (plugin.path == canonicalPath)
-            return true;
+        if (plugin.path == canonicalPath) return true;
     return false;
 }
 
@@ -95,8 +85,7 @@ bool PluginManager::loadFile(const QString& path)
         fail(tr("The plug-in %1 does not exist.").arg(path));
         return false;
     }
-    if (alreadyLoaded(canonical))
-        return false;  // the same library reached through another folder or a link
+    if (alreadyLoaded(canonical)) return false;  // the same library reached through another folder or a link
     QPluginLoader loader(canonical);
     QObject* instance = loader.instance();
     if (!instance) {
@@ -119,8 +108,7 @@ bool PluginManager::loadFile(const QString& path)
     m_plugins.append(plugin);
     const QString name = plugin.info ? plugin.info->getDescription() : QFileInfo(path).fileName();
     const QString version = plugin.info ? plugin.info->getVersion() : QString();
-    Application::logMessage(tr("Loaded plug-in %1 %2 from %3").arg(name, version, path),
-                            Application::Info);
+    Application::logMessage(tr("Loaded plug-in %1 %2 from %3").arg(name, version, path), Application::Info);
     return true;
 }
 
@@ -129,8 +117,7 @@ QStringList PluginManager::filterPatterns(const QString& filter)
     QStringList patterns;
     static const QRegularExpression group(QStringLiteral("\\(([^)]*)\\)"));
     auto it = group.globalMatch(filter);
-    while (it.hasNext())
-        patterns << it.next().captured(1).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    while (it.hasNext()) patterns << it.next().captured(1).split(QLatin1Char(' '), Qt::SkipEmptyParts);
     return patterns;
 }
 
@@ -144,12 +131,10 @@ QString PluginManager::fileFilter() const
 {
     QStringList filters;
     for (const Plugin& plugin : m_plugins)
-        if (plugin.info && plugin.factory && plugin.info->isEnabled())
-            filters << plugin.info->getFileFilter();
+        if (plugin.info && plugin.factory && plugin.info->isEnabled()) filters << plugin.info->getFileFilter();
     filters << QString::fromLatin1(ImageLayer::FileFilter);
     QStringList all;
-    for (const QString& filter : filters)
-        all << filterPatterns(filter);
+    for (const QString& filter : filters) all << filterPatterns(filter);
     all.removeDuplicates();
     filters.prepend(tr("All layers (%1)").arg(all.join(QLatin1Char(' '))));
     filters << tr("All files (*)");
@@ -159,14 +144,11 @@ QString PluginManager::fileFilter() const
 Map::Layer* PluginManager::tryPlugin(const Plugin& plugin, const QString& source, QString* error)
 {
     Map::Layer* layer = plugin.factory->createLayer(false);
-    if (!layer)
-        return nullptr;
-    if (layer->setDataSource(source))
-        return layer;
+    if (!layer) return nullptr;
+    if (layer->setDataSource(source)) return layer;
     auto* raster = qobject_cast<Map::RasterLayer*>(layer);
     const QString why = raster ? raster->getLastError() : QString();
-    if (!why.isEmpty())
-        *error = why;
+    if (!why.isEmpty()) *error = why;
     delete layer;
     return nullptr;
 }
@@ -174,25 +156,20 @@ Map::Layer* PluginManager::tryPlugin(const Plugin& plugin, const QString& source
 Map::Layer* PluginManager::openLayer(const QString& source, QString* error)
 {
     QString local = source;
-    if (source.startsWith(QLatin1String("file://"), Qt::CaseInsensitive))
-        local = QUrl(source).toLocalFile();
+    if (source.startsWith(QLatin1String("file://"), Qt::CaseInsensitive)) local = QUrl(source).toLocalFile();
     const bool address = isAddress(local);
     const QString fileName = QFileInfo(local).fileName();
     QString why;
     bool tried = false;
     for (const Plugin& plugin : m_plugins) {
-        if (!plugin.factory || (plugin.info && !plugin.info->isEnabled()))
-            continue;
-        if (!address && !(plugin.info && matchesFilter(fileName, plugin.info->getFileFilter())))
-            continue;
+        if (!plugin.factory || (plugin.info && !plugin.info->isEnabled())) continue;
+        if (!address && !(plugin.info && matchesFilter(fileName, plugin.info->getFileFilter()))) continue;
         tried = true;
-        if (Map::Layer* layer = tryPlugin(plugin, local, &why))
-            return layer;
+        if (Map::Layer* layer = tryPlugin(plugin, local, &why)) return layer;
     }
     if (!address && ImageLayer::canRead(local)) {
         auto* layer = new ImageLayer;
-        if (layer->setDataSource(local))
-            return layer;
+        if (layer->setDataSource(local)) return layer;
         why = layer->getLastError();
         tried = true;
         delete layer;
@@ -209,12 +186,11 @@ Map::Layer* PluginManager::openLayer(const QString& source, QString* error)
 
 Map::Layer* PluginManager::createLayer(const QString& className)
 {
-    if (className == QLatin1String(ImageLayer::staticMetaObject.className()))
-        return new ImageLayer;
+    if (className == QLatin1String(ImageLayer::staticMetaObject.className())) return new ImageLayer;
     for (const Plugin& plugin : m_plugins)
         if (plugin.info && plugin.factory && plugin.info->getClassName() == className)
             return plugin.factory->createLayer(false);
     return nullptr;
 }
 
-} // namespace Korvane
+}  // namespace Korvane

@@ -2,14 +2,10 @@
 
 #include <QtCore/QtGlobal>
 
-
 namespace Korvane {
 namespace Map {
 
-RasterLayer::RasterLayer(IRendererClient* client, QObject* parent)
-    : Layer(parent), m_client(client)
-{
-}
+RasterLayer::RasterLayer(IRendererClient* client, QObject* parent) : Layer(parent), m_client(client) {}
 
 RasterLayer::~RasterLayer() = default;
 
@@ -23,17 +19,11 @@ QString RasterLayer::getCoordSysName()
     return m_crs.name();
 }
 
-void RasterLayer::setView(int, int, double, double, double, double)
-{
-}
+void RasterLayer::setView(int, int, double, double, double, double) {}
 
-void RasterLayer::beginUpdate(bool)
-{
-}
+void RasterLayer::beginUpdate(bool) {}
 
-void RasterLayer::endUpdate()
-{
-}
+void RasterLayer::endUpdate() {}
 
 QRectF RasterLayer::getBounds()
 {
@@ -60,9 +50,7 @@ signed char RasterLayer::getPercentComplete()
     return -1;
 }
 
-void RasterLayer::paint(GeoPainter&, const QRectF*, const QRect*)
-{
-}
+void RasterLayer::paint(GeoPainter&, const QRectF*, const QRect*) {}
 
 double RasterLayer::getCellSizeX()
 {
@@ -149,5 +137,5 @@ void RasterLayer::setBrightness(double brightness)
     m_brightness = brightness;
 }
 
-} // namespace Map
-} // namespace Korvane
+}  // namespace Map
+}  // namespace Korvane

@@ -18,8 +18,7 @@ bool skipNumber(const char*& p)
     int digits = 0;
     while (std::isdigit(static_cast<unsigned char>(*p))) {
         ++p;
-        if (++digits > 2)
-            return false;
+        if (++digits > 2) return false;
     }
     return true;
 }
@@ -29,28 +28,22 @@ bool isSingleDoubleFormat(const char* format)
 {
     int conversions = 0;
     for (const char* p = format; *p; ++p) {
-        if (*p != '%')
-            continue;
+        if (*p != '%') continue;
         ++p;
-        if (*p == '%')
-            continue;
-        while (*p && std::strchr("-+ #0", *p))
-            ++p;
-        if (!skipNumber(p))
-            return false;
+        if (*p == '%') continue;
+        while (*p && std::strchr("-+ #0", *p)) ++p;
+        if (!skipNumber(p)) return false;
         if (*p == '.') {
             ++p;
-            if (!skipNumber(p))
-                return false;
+            if (!skipNumber(p)) return false;
         }
-        if (!*p || !std::strchr("fFeEgG", *p))
-            return false;
+        if (!*p || !std::strchr("fFeEgG", *p)) return false;
         ++conversions;
     }
     return conversions == 1;
 }
 
-} // namespace
+}  // namespace
 
 QString formatFileSize(quint64 bytes, const char* numberFormat)
 {
@@ -63,11 +56,10 @@ QString formatFileSize(quint64 bytes, const char* numberFormat)
         value /= 1024.0;
         ++unit;
     }
-    const char* format =
-        numberFormat && isSingleDoubleFormat(numberFormat) ? numberFormat : DefaultFormat;
+    const char* format = numberFormat && isSingleDoubleFormat(numberFormat) ? numberFormat : DefaultFormat;
     return QString::asprintf(format, value) + QLatin1Char(' ') + QLatin1String(Units[unit]);
 }
 
-} // namespace String
-} // namespace Util
-} // namespace Korvane
+}  // namespace String
+}  // namespace Util
+}  // namespace Korvane

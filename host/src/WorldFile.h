@@ -8,8 +8,7 @@ namespace Korvane {
 // A world file: six numbers that place a picture's cells in the world. A and E are the cell
 // width and height, D and B the rotation terms, (C, F) the world point at the CENTRE of the
 // top-left cell.
-class WorldFile
-{
+class WorldFile {
     Q_DECLARE_TR_FUNCTIONS(Korvane::WorldFile)
 public:
     double a = 1.0, d = 0.0, b = 0.0, e = -1.0, c = 0.0, f = 0.0;
@@ -29,4 +28,4 @@ public:
     bool isRotated() const { return b != 0.0 || d != 0.0; }
 };
 
-} // namespace Korvane
+}  // namespace Korvane

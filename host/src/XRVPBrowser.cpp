@@ -16,8 +16,7 @@ namespace Gui {
 
 const char* const XRVPBrowser::HistoryKey = "QDViewer/XrvpHistory";
 
-XRVPBrowser::XRVPBrowser(QWidget* parent, BrowserProtocol protocol)
-    : QDialog(parent), m_protocol(protocol)
+XRVPBrowser::XRVPBrowser(QWidget* parent, BrowserProtocol protocol) : QDialog(parent), m_protocol(protocol)
 {
     setWindowTitle(protocol == XRVPS ? tr("Open Secure XRVP Stream") : tr("Open XRVP Stream"));
     auto* layout = new QVBoxLayout(this);
@@ -63,8 +62,7 @@ void XRVPBrowser::setAddress(const QString& address)
 QString XRVPBrowser::validate(const QString& address)
 {
     const QString text = address.trimmed();
-    if (text.isEmpty())
-        return tr("Please enter a stream address.");
+    if (text.isEmpty()) return tr("Please enter a stream address.");
     const QUrl url(text, QUrl::StrictMode);
     const QString scheme = url.scheme().toLower();
     if (scheme != QLatin1String("xrvp") && scheme != QLatin1String("xrvps"))
@@ -84,16 +82,14 @@ void XRVPBrowser::remember(const QString& address)
     QStringList list = history();
     list.removeAll(address);
     list.prepend(address);
-    while (list.size() > MaxHistory)
-        list.removeLast();
+    while (list.size() > MaxHistory) list.removeLast();
     Application::settings()->setValue(QLatin1String(HistoryKey), list);
 }
 
 QString XRVPBrowser::getXrvpUrl(QWidget* parent, BrowserProtocol protocol)
 {
     XRVPBrowser browser(parent, protocol);
-    if (browser.exec() != QDialog::Accepted)
-        return QString();
+    if (browser.exec() != QDialog::Accepted) return QString();
     return browser.address();
 }
 
@@ -143,5 +139,5 @@ void XRVPBrowser::loadHistory()
     m_history->addItems(history());
 }
 
-} // namespace Gui
-} // namespace Korvane
+}  // namespace Gui
+}  // namespace Korvane

@@ -11,8 +11,7 @@ using Korvane::Application;
 
 const char* const GeneralPreferencesPage::LogLevelKey = "QDViewer/LogLevel";
 
-GeneralPreferencesPage::GeneralPreferencesPage(QWidget* parent)
-    : QWidget(parent)
+GeneralPreferencesPage::GeneralPreferencesPage(QWidget* parent) : QWidget(parent)
 {
     setWindowTitle(tr("General"));
     auto* form = new QFormLayout(this);

@@ -4,8 +4,7 @@
 class QComboBox;
 
 // The viewer's own preferences: how much of the log reaches the terminal.
-class GeneralPreferencesPage : public QWidget
-{
+class GeneralPreferencesPage : public QWidget {
     Q_OBJECT
 public:
     static const char* const LogLevelKey;  // "QDViewer/LogLevel"

@@ -16,24 +16,20 @@ namespace {
 // only derive from it.
 Korvane::ILayerPropertiesWidget* propertiesOf(QWidget* page)
 {
-    if (auto* properties = qobject_cast<Korvane::ILayerPropertiesWidget*>(page))
-        return properties;
+    if (auto* properties = qobject_cast<Korvane::ILayerPropertiesWidget*>(page)) return properties;
     return dynamic_cast<Korvane::ILayerPropertiesWidget*>(page);
 }
 
 QString pageTitle(QWidget* page, int number)
 {
-    if (!page->windowTitle().isEmpty())
-        return page->windowTitle();
-    if (!page->objectName().isEmpty())
-        return page->objectName();
+    if (!page->windowTitle().isEmpty()) return page->windowTitle();
+    if (!page->objectName().isEmpty()) return page->objectName();
     return LayerInfoDialog::tr("Page %1").arg(number);
 }
 
-} // namespace
+}  // namespace
 
-LayerInfoDialog::LayerInfoDialog(QWidget* parent)
-    : QDialog(parent)
+LayerInfoDialog::LayerInfoDialog(QWidget* parent) : QDialog(parent)
 {
     setWindowTitle(tr("Layer Information"));
     auto* layout = new QVBoxLayout(this);
@@ -49,8 +45,7 @@ LayerInfoDialog::LayerInfoDialog(QWidget* parent)
 
 void LayerInfoDialog::addPage(QWidget* page)
 {
-    if (!page)
-        return;
+    if (!page) return;
     m_pages << page;
     m_tabs->addTab(page, pageTitle(page, m_tabs->count() + 1));
 }
@@ -63,8 +58,7 @@ int LayerInfoDialog::pageCount() const
 void LayerInfoDialog::setLayer(Korvane::Map::Layer* layer)
 {
     for (QWidget* page : qAsConst(m_pages)) {
-        if (!page)
-            continue;
+        if (!page) continue;
         if (auto* properties = propertiesOf(page))
             properties->setLayer(layer);
         else
@@ -75,8 +69,7 @@ void LayerInfoDialog::setLayer(Korvane::Map::Layer* layer)
 void LayerInfoDialog::accept()
 {
     for (QWidget* page : qAsConst(m_pages)) {
-        if (!page)
-            continue;
+        if (!page) continue;
         if (auto* properties = propertiesOf(page))
             properties->apply();
         else

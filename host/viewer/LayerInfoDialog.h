@@ -9,12 +9,11 @@ namespace Korvane {
 namespace Map {
 class Layer;
 }
-} // namespace Korvane
+}  // namespace Korvane
 
 // Layer > Information: the host's summary page and every plug-in's information pages as
 // tabs. Each page gets the layer through setLayer before the dialog shows; OK calls apply.
-class LayerInfoDialog : public QDialog
-{
+class LayerInfoDialog : public QDialog {
     Q_OBJECT
 public:
     explicit LayerInfoDialog(QWidget* parent = nullptr);

@@ -12,8 +12,7 @@
 using Korvane::Map::Layer;
 using Korvane::Map::MapView;
 
-LayerListDock::LayerListDock(QWidget* parent)
-    : QDockWidget(tr("Layers"), parent)
+LayerListDock::LayerListDock(QWidget* parent) : QDockWidget(tr("Layers"), parent)
 {
     setObjectName(QStringLiteral("layerListDock"));
     auto* body = new QWidget(this);
@@ -49,10 +48,8 @@ LayerListDock::LayerListDock(QWidget* parent)
 
 void LayerListDock::setMapView(MapView* view)
 {
-    if (m_view == view)
-        return;
-    if (m_view)
-        disconnect(m_view, nullptr, this, nullptr);
+    if (m_view == view) return;
+    if (m_view) disconnect(m_view, nullptr, this, nullptr);
     m_view = view;
     if (m_view) {
         connect(m_view, &MapView::layersChanged, this, &LayerListDock::rebuild);
@@ -64,8 +61,7 @@ void LayerListDock::setMapView(MapView* view)
 
 Layer* LayerListDock::layerAtRow(int row) const
 {
-    if (!m_view || row < 0)
-        return nullptr;
+    if (!m_view || row < 0) return nullptr;
     const QList<Layer*> layers = m_view->layers();
     const int index = layers.size() - 1 - row;
     return index >= 0 && index < layers.size() ? layers.at(index) : nullptr;
@@ -73,8 +69,7 @@ Layer* LayerListDock::layerAtRow(int row) const
 
 int LayerListDock::rowOf(Layer* layer) const
 {
-    if (!m_view || !layer)
-        return -1;
+    if (!m_view || !layer) return -1;
     const int index = m_view->indexOf(layer);
     return index < 0 ? -1 : m_view->layers().size() - 1 - index;
 }
@@ -100,19 +95,15 @@ void LayerListDock::rebuild()
 
 void LayerListDock::onItemChanged(QListWidgetItem* item)
 {
-    if (m_rebuilding || !m_view)
-        return;
-    if (Layer* layer = layerAtRow(m_list->row(item)))
-        m_view->setLayerVisible(layer, item->checkState() == Qt::Checked);
+    if (m_rebuilding || !m_view) return;
+    if (Layer* layer = layerAtRow(m_list->row(item))) m_view->setLayerVisible(layer, item->checkState() == Qt::Checked);
 }
 
 void LayerListDock::onCurrentRowChanged(int row)
 {
     updateButtons();
-    if (m_rebuilding || !m_view)
-        return;
-    if (Layer* layer = layerAtRow(row))
-        m_view->setActiveLayer(layer);
+    if (m_rebuilding || !m_view) return;
+    if (Layer* layer = layerAtRow(row)) m_view->setActiveLayer(layer);
 }
 
 void LayerListDock::onActiveLayerChanged(Layer* layer)
@@ -129,8 +120,7 @@ void LayerListDock::onActiveLayerChanged(Layer* layer)
 void LayerListDock::moveSelected(int step)
 {
     Layer* layer = layerAtRow(m_list->currentRow());
-    if (!layer)
-        return;
+    if (!layer) return;
     // Up in the list is towards the top of the stack, a higher index in the view.
     m_view->moveLayer(layer, m_view->indexOf(layer) + step);
     m_view->setActiveLayer(layer);
@@ -149,14 +139,12 @@ void LayerListDock::moveDown()
 
 void LayerListDock::removeSelected()
 {
-    if (Layer* layer = layerAtRow(m_list->currentRow()))
-        m_view->removeLayer(layer);
+    if (Layer* layer = layerAtRow(m_list->currentRow())) m_view->removeLayer(layer);
 }
 
 void LayerListDock::onItemDoubleClicked(QListWidgetItem* item)
 {
-    if (Layer* layer = layerAtRow(m_list->row(item)))
-        emit zoomToLayerRequested(layer);
+    if (Layer* layer = layerAtRow(m_list->row(item))) emit zoomToLayerRequested(layer);
 }
 
 void LayerListDock::updateButtons()

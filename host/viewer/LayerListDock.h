@@ -8,12 +8,10 @@ class QListWidget;
 class QListWidgetItem;
 class QToolButton;
 
-
 // The layers of the active map view, top layer first: a check box per layer for its
 // visibility, buttons to move the selected layer up or down or remove it. The selection and
 // the view's active layer follow each other.
-class LayerListDock : public QDockWidget
-{
+class LayerListDock : public QDockWidget {
     Q_OBJECT
 public:
     explicit LayerListDock(QWidget* parent = nullptr);

@@ -20,15 +20,13 @@ QString corner(double x, double y)
 QString bandText(const QVector<int>& bands)
 {
     QStringList parts;
-    for (int band : bands)
-        parts << QString::number(band);
+    for (int band : bands) parts << QString::number(band);
     return parts.join(QStringLiteral(", "));
 }
 
-} // namespace
+}  // namespace
 
-LayerSummaryPage::LayerSummaryPage(QWidget* parent)
-    : QWidget(parent)
+LayerSummaryPage::LayerSummaryPage(QWidget* parent) : QWidget(parent)
 {
     setWindowTitle(tr("Summary"));
     setObjectName(QStringLiteral("layerSummaryPage"));
@@ -60,28 +58,24 @@ void LayerSummaryPage::addRow(const QString& key, const QString& label)
 
 void LayerSummaryPage::setValue(const QString& key, const QString& value)
 {
-    if (auto* label = findChild<QLabel*>(key))
-        label->setText(value);
+    if (auto* label = findChild<QLabel*>(key)) label->setText(value);
 }
 
 void LayerSummaryPage::clearValues()
 {
     for (QLabel* label : findChildren<QLabel*>())
-        if (!label->objectName().isEmpty())
-            label->clear();
+        if (!label->objectName().isEmpty()) label->clear();
 }
 
 void LayerSummaryPage::setLayer(Layer* layer)
 {
     clearValues();
-    if (!layer)
-        return;
+    if (!layer) return;
     setValue(QStringLiteral("name"), layer->displayName());
     setValue(QStringLiteral("source"), layer->getDataSource());
     setValue(QStringLiteral("kind"), QString::fromLatin1(layer->metaObject()->className()));
     auto* raster = qobject_cast<RasterLayer*>(layer);
-    if (!raster)
-        return;
+    if (!raster) return;
     const QSize size = raster->getSize();
     const QRectF bounds = raster->getBounds();
     setValue(QStringLiteral("format"), raster->getFormat());
@@ -93,8 +87,7 @@ void LayerSummaryPage::setLayer(Layer* layer)
              QString::fromLatin1(QMetaEnum::fromType<RasterLayer::ColorSpace>().valueToKey(raster->getColorSpace())));
     setValue(QStringLiteral("cellSize"), corner(raster->getCellSizeX(), raster->getCellSizeY()));
     setValue(QStringLiteral("topLeft"), corner(bounds.left(), bounds.top()));
-    setValue(QStringLiteral("bottomRight"),
-             corner(bounds.left() + bounds.width(), bounds.top() + bounds.height()));
+    setValue(QStringLiteral("bottomRight"), corner(bounds.left() + bounds.width(), bounds.top() + bounds.height()));
     setValue(QStringLiteral("crs"), raster->getCoordSysName());
     setValue(QStringLiteral("rotation"), tr("%1°").arg(raster->getRotation()));
 }

@@ -8,8 +8,7 @@ class QLabel;
 
 // The host's own information page, shown for every kind of layer: what any raster layer can
 // tell about itself through the host's interface.
-class LayerSummaryPage : public QWidget, public Korvane::ILayerPropertiesWidget
-{
+class LayerSummaryPage : public QWidget, public Korvane::ILayerPropertiesWidget {
     Q_OBJECT
     Q_INTERFACES(Korvane::ILayerPropertiesWidget)
 public:

@@ -16,10 +16,9 @@ using Korvane::LogEntry;
 namespace {
 // Enough history for a long session without slowing the widget down.
 constexpr int MaxLines = 5000;
-} // namespace
+}  // namespace
 
-LogConsoleDock::LogConsoleDock(QWidget* parent)
-    : QDockWidget(tr("Log"), parent)
+LogConsoleDock::LogConsoleDock(QWidget* parent) : QDockWidget(tr("Log"), parent)
 {
     setObjectName(QStringLiteral("logConsoleDock"));
     auto* body = new QWidget(this);
@@ -58,24 +57,20 @@ void LogConsoleDock::reload()
 {
     m_text->clear();
     m_lastShown = 0;
-    for (const LogEntry& entry : Application::logEntries())
-        onMessageLogged(entry);
+    for (const LogEntry& entry : Application::logEntries()) onMessageLogged(entry);
 }
 
 void LogConsoleDock::onMessageLogged(const LogEntry& entry)
 {
     // The log may announce lines that reload() has already shown.
-    if (entry.sequence <= m_lastShown)
-        return;
+    if (entry.sequence <= m_lastShown) return;
     m_lastShown = entry.sequence;
-    if (entry.level >= m_filter->currentData().toInt())
-        append(entry);
+    if (entry.level >= m_filter->currentData().toInt()) append(entry);
 }
 
 void LogConsoleDock::append(const LogEntry& entry)
 {
     m_text->appendPlainText(QStringLiteral("%1  %2  %3")
                                 .arg(entry.time.toString(QStringLiteral("hh:mm:ss.zzz")),
-                                     Application::logLevelName(entry.level).leftJustified(8),
-                                     entry.text));
+                                     Application::logLevelName(entry.level).leftJustified(8), entry.text));
 }

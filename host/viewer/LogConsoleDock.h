@@ -8,8 +8,7 @@ class QPlainTextEdit;
 
 // The application log: every message since start-up with its time and level, the newest at
 // the bottom. A level filter hides the detail without losing it.
-class LogConsoleDock : public QDockWidget
-{
+class LogConsoleDock : public QDockWidget {
     Q_OBJECT
 public:
     explicit LogConsoleDock(QWidget* parent = nullptr);

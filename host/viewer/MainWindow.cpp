@@ -40,10 +40,9 @@ const char* const GeometryKey = "QDViewer/WindowGeometry";
 const char* const StateKey = "QDViewer/WindowState";
 const char* const FolderKey = "QDViewer/LastFolder";
 const char* const HookedProperty = "qdviewerHooked";
-} // namespace
+}  // namespace
 
-MainWindow::MainWindow(Korvane::PluginManager* plugins, QWidget* parent)
-    : QMainWindow(parent), m_plugins(plugins)
+MainWindow::MainWindow(Korvane::PluginManager* plugins, QWidget* parent) : QMainWindow(parent), m_plugins(plugins)
 {
     setObjectName(QStringLiteral("mainWindow"));
     setWindowTitle(QGuiApplication::applicationDisplayName());
@@ -70,10 +69,8 @@ MainWindow::~MainWindow()
     saveWindowSettings();
     // Map views and their layers go now, before the plug-ins that made the layers.
     m_mdi->closeAllSubWindows();
-    for (QMdiSubWindow* window : m_mdi->subWindowList())
-        delete window;
-    if (Application::getMainWindow() == this)
-        Application::setMainWindow(nullptr);
+    for (QMdiSubWindow* window : m_mdi->subWindowList()) delete window;
+    if (Application::getMainWindow() == this) Application::setMainWindow(nullptr);
 }
 
 void MainWindow::createDocks()
@@ -81,8 +78,7 @@ void MainWindow::createDocks()
     m_layerList = new LayerListDock(this);
     addDockWidget(Qt::LeftDockWidgetArea, m_layerList);
     connect(m_layerList, &LayerListDock::zoomToLayerRequested, this, [this](Layer* layer) {
-        if (MapView* view = activeMapView())
-            view->zoomToLayer(layer);
+        if (MapView* view = activeMapView()) view->zoomToLayer(layer);
     });
     m_log = new LogConsoleDock(this);
     addDockWidget(Qt::BottomDockWidgetArea, m_log);
@@ -93,7 +89,8 @@ void MainWindow::createMenus()
     QMenu* file = menuBar()->addMenu(tr("&File"));
     file->addAction(tr("&Open..."), this, &MainWindow::onOpenFile, QKeySequence::Open);
     file->addAction(tr("Open Stream &Address..."), this, &MainWindow::onOpenAddress);
-    file->addAction(tr("&New Map Window"), this, [this]() { newMapView(); }, QKeySequence::New);
+    file->addAction(
+        tr("&New Map Window"), this, [this]() { newMapView(); }, QKeySequence::New);
     file->addSeparator();
     file->addAction(tr("Open &Project..."), this, &MainWindow::onOpenProject);
     file->addAction(tr("&Save Project..."), this, &MainWindow::onSaveProject, QKeySequence::Save);
@@ -126,55 +123,43 @@ void MainWindow::collectPluginContributions()
     bool actions = false;
     for (const Korvane::PluginManager::Plugin& plugin : m_plugins->plugins()) {
         if (plugin.docks)
-            for (QDockWidget* dock : plugin.docks->createDockWidgets())
-                addPluginDock(dock);
+            for (QDockWidget* dock : plugin.docks->createDockWidgets()) addPluginDock(dock);
         ILayerEditorPlugin* editor = plugin.editor;
-        if (!editor)
-            continue;
-        for (QDockWidget* dock : editor->getDockWidgets())
-            addPluginDock(dock);
+        if (!editor) continue;
+        for (QDockWidget* dock : editor->getDockWidgets()) addPluginDock(dock);
         for (QToolBar* bar : editor->getToolBars()) {
-            if (!bar)
-                continue;
+            if (!bar) continue;
             if (bar->objectName().isEmpty())
                 bar->setObjectName(QStringLiteral("pluginToolBar%1").arg(findChildren<QToolBar*>().size()));
             addToolBar(bar);
         }
         for (QAction* action : editor->getActions()) {
-            if (!action)
-                continue;
+            if (!action) continue;
             action->setParent(this);
             m_pluginMenu->addAction(action);
             actions = true;
         }
-        for (QWidget* page : editor->getInfoPages())
-            m_info->addPage(page);
-        for (QWidget* page : editor->getPreferencePages())
-            m_preferences->addPage(page);
+        for (QWidget* page : editor->getInfoPages()) m_info->addPage(page);
+        for (QWidget* page : editor->getPreferencePages()) m_preferences->addPage(page);
     }
-    if (!actions)
-        m_pluginMenu->addAction(tr("(no plug-in actions)"))->setEnabled(false);
+    if (!actions) m_pluginMenu->addAction(tr("(no plug-in actions)"))->setEnabled(false);
 }
 
 void MainWindow::addPluginDock(QDockWidget* dock)
 {
-    if (!dock)
-        return;
+    if (!dock) return;
     if (dock->objectName().isEmpty())
         dock->setObjectName(QStringLiteral("pluginDock%1").arg(findChildren<QDockWidget*>().size()));
     addDockWidget(Qt::RightDockWidgetArea, dock);
     m_viewMenu->addAction(dock->toggleViewAction());
-    for (QObject* panel : PluginSlots::findAll(dock, "onLayerActivated", 1))
-        m_layerPanels << panel;
-    for (QObject* panel : PluginSlots::findAll(dock, "onSubWindowActivated", 1))
-        m_subWindowPanels << panel;
+    for (QObject* panel : PluginSlots::findAll(dock, "onLayerActivated", 1)) m_layerPanels << panel;
+    for (QObject* panel : PluginSlots::findAll(dock, "onSubWindowActivated", 1)) m_subWindowPanels << panel;
 }
 
 MapView* MainWindow::activeMapView() const
 {
     if (QMdiSubWindow* window = m_mdi->currentSubWindow())
-        if (auto* view = qobject_cast<MapView*>(window->widget()))
-            return view;
+        if (auto* view = qobject_cast<MapView*>(window->widget())) return view;
     return m_currentView;
 }
 
@@ -182,8 +167,7 @@ QList<MapView*> MainWindow::mapViews() const
 {
     QList<MapView*> views;
     for (QMdiSubWindow* window : m_mdi->subWindowList())
-        if (auto* view = qobject_cast<MapView*>(window->widget()))
-            views << view;
+        if (auto* view = qobject_cast<MapView*>(window->widget())) views << view;
     return views;
 }
 
@@ -207,8 +191,7 @@ QMdiSubWindow* MainWindow::addMapWindow(MapView* view, const QString& title)
     m_mdi->setActiveSubWindow(window);
     // The area only reports activation while the application is active; the docks and the
     // status bar follow the new view in any case.
-    if (m_currentView != view)
-        onSubWindowActivated(window);
+    if (m_currentView != view) onSubWindowActivated(window);
     return window;
 }
 
@@ -223,18 +206,15 @@ void MainWindow::adoptNewWindows()
 {
     for (QMdiSubWindow* window : m_mdi->subWindowList()) {
         auto* view = qobject_cast<MapView*>(window->widget());
-        if (!view || view->property(HookedProperty).toBool())
-            continue;
+        if (!view || view->property(HookedProperty).toBool()) continue;
         hookMapView(view);
-        if (window == m_mdi->currentSubWindow() || !m_currentView)
-            onSubWindowActivated(window);
+        if (window == m_mdi->currentSubWindow() || !m_currentView) onSubWindowActivated(window);
     }
 }
 
 void MainWindow::hookMapView(MapView* view)
 {
-    if (view->property(HookedProperty).toBool())
-        return;
+    if (view->property(HookedProperty).toBool()) return;
     view->setProperty(HookedProperty, true);
     connect(view, &MapView::activeLayerChanged, this, &MainWindow::onActiveLayerChanged);
 }
@@ -244,8 +224,7 @@ void MainWindow::onSubWindowActivated(QMdiSubWindow* window)
     if (!window) {
         // The area also reports "none" when the application loses focus; only an empty area
         // really has no map.
-        if (!m_mdi->subWindowList().isEmpty())
-            return;
+        if (!m_mdi->subWindowList().isEmpty()) return;
         m_currentView = nullptr;
         m_layerList->setMapView(nullptr);
         m_status->setMapView(nullptr);
@@ -255,8 +234,7 @@ void MainWindow::onSubWindowActivated(QMdiSubWindow* window)
     }
     auto* view = qobject_cast<MapView*>(window->widget());
     tellPanelsSubWindow(window);
-    if (!view)
-        return;
+    if (!view) return;
     // Views made by plug-ins arrive here first.
     hookMapView(view);
     if (m_currentView == view && m_layerList->mapView() == view) {
@@ -271,8 +249,7 @@ void MainWindow::onSubWindowActivated(QMdiSubWindow* window)
 
 void MainWindow::onActiveLayerChanged(Layer* layer)
 {
-    if (sender() == m_currentView)
-        tellPanelsLayer(layer);
+    if (sender() == m_currentView) tellPanelsLayer(layer);
 }
 
 void MainWindow::tellPanelsLayer(Layer* layer)
@@ -297,8 +274,7 @@ bool MainWindow::openSource(const QString& source)
         return false;
     }
     MapView* view = activeMapView();
-    if (!view)
-        view = newMapView();
+    if (!view) view = newMapView();
     if (view->addLayer(layer, -1) < 0) {
         delete layer;
         QMessageBox::warning(this, tr("Open"), tr("The layer could not be added to the map."));
@@ -311,16 +287,14 @@ bool MainWindow::openSource(const QString& source)
 
 void MainWindow::openSources(const QStringList& sources)
 {
-    for (const QString& source : sources)
-        openSource(source);
+    for (const QString& source : sources) openSource(source);
 }
 
 void MainWindow::onOpenFile()
 {
     const QStringList files =
         QFileDialog::getOpenFileNames(this, tr("Open Layer"), m_lastFolder, m_plugins->fileFilter());
-    if (files.isEmpty())
-        return;
+    if (files.isEmpty()) return;
     m_lastFolder = QFileInfo(files.first()).absolutePath();
     Application::settings()->setValue(QLatin1String(FolderKey), m_lastFolder);
     openSources(files);
@@ -328,28 +302,22 @@ void MainWindow::onOpenFile()
 
 void MainWindow::onOpenAddress()
 {
-    const QString address =
-        Korvane::Gui::XRVPBrowser::getXrvpUrl(this, Korvane::Gui::XRVPBrowser::XRVP);
-    if (!address.isEmpty())
-        openSource(address);
+    const QString address = Korvane::Gui::XRVPBrowser::getXrvpUrl(this, Korvane::Gui::XRVPBrowser::XRVP);
+    if (!address.isEmpty()) openSource(address);
 }
 
 void MainWindow::onOpenProject()
 {
-    const QString path = QFileDialog::getOpenFileName(this, tr("Open Project"), m_lastFolder,
-                                                      tr("Projects (*.qdp);;All files (*)"));
-    if (!path.isEmpty())
-        openProject(path);
+    const QString path =
+        QFileDialog::getOpenFileName(this, tr("Open Project"), m_lastFolder, tr("Projects (*.qdp);;All files (*)"));
+    if (!path.isEmpty()) openProject(path);
 }
 
 void MainWindow::onSaveProject()
 {
-    QString path = QFileDialog::getSaveFileName(this, tr("Save Project"), m_lastFolder,
-                                                tr("Projects (*.qdp)"));
-    if (path.isEmpty())
-        return;
-    if (QFileInfo(path).suffix().isEmpty())
-        path += QStringLiteral(".qdp");
+    QString path = QFileDialog::getSaveFileName(this, tr("Save Project"), m_lastFolder, tr("Projects (*.qdp)"));
+    if (path.isEmpty()) return;
+    if (QFileInfo(path).suffix().isEmpty()) path += QStringLiteral(".qdp");
     saveProject(path);
 }
 
@@ -365,16 +333,14 @@ bool MainWindow::openProject(const QString& path)
     QMdiSubWindow* active = nullptr;
     for (const ProjectFile::View& entry : views) {
         QMdiSubWindow* window = addMapWindow(entry.view, entry.title);
-        if (entry.active)
-            active = window;
+        if (entry.active) active = window;
     }
-    if (active)
-        m_mdi->setActiveSubWindow(active);
-    for (const QString& warning : warnings)
-        Application::logMessage(warning, Application::Warning);
+    if (active) m_mdi->setActiveSubWindow(active);
+    for (const QString& warning : warnings) Application::logMessage(warning, Application::Warning);
     if (!warnings.isEmpty())
-        QMessageBox::warning(this, tr("Open Project"),
-                             tr("Some layers of the project could not be restored:\n\n%1").arg(warnings.join(QLatin1Char('\n'))));
+        QMessageBox::warning(
+            this, tr("Open Project"),
+            tr("Some layers of the project could not be restored:\n\n%1").arg(warnings.join(QLatin1Char('\n'))));
     return true;
 }
 
@@ -416,21 +382,18 @@ void MainWindow::onPreferences()
 
 void MainWindow::onZoomToLayer()
 {
-    if (MapView* view = activeMapView())
-        view->zoomToLayer(view->activeLayer());
+    if (MapView* view = activeMapView()) view->zoomToLayer(view->activeLayer());
 }
 
 void MainWindow::onZoomToAll()
 {
-    if (MapView* view = activeMapView())
-        view->zoomToAll();
+    if (MapView* view = activeMapView()) view->zoomToAll();
 }
 
 void MainWindow::onRemoveLayer()
 {
     if (MapView* view = activeMapView())
-        if (Layer* layer = view->activeLayer())
-            view->removeLayer(layer);
+        if (Layer* layer = view->activeLayer()) view->removeLayer(layer);
 }
 
 void MainWindow::onAboutPlugins()
@@ -438,25 +401,23 @@ void MainWindow::onAboutPlugins()
     QStringList lines;
     for (const Korvane::PluginManager::Plugin& plugin : m_plugins->plugins()) {
         if (plugin.info)
-            lines << tr("%1 %2 (%3)\n    %4").arg(plugin.info->getDescription(), plugin.info->getVersion(),
-                                                 plugin.info->getVendor(), plugin.path);
+            lines << tr("%1 %2 (%3)\n    %4")
+                         .arg(plugin.info->getDescription(), plugin.info->getVersion(), plugin.info->getVendor(),
+                              plugin.path);
         else
             lines << plugin.path;
     }
     if (lines.isEmpty())
         lines << tr("No layer plug-ins are loaded; the built-in image layer reads PNG, TIFF and JPEG.");
-    for (const QString& error : m_plugins->errors())
-        lines << tr("Not loaded: %1").arg(error);
+    for (const QString& error : m_plugins->errors()) lines << tr("Not loaded: %1").arg(error);
     QMessageBox::information(this, tr("Plug-ins"), lines.join(QStringLiteral("\n\n")));
 }
 
 void MainWindow::restoreWindowSettings()
 {
     QSettings* settings = Application::settings();
-    if (!restoreGeometry(settings->value(QLatin1String(GeometryKey)).toByteArray()))
-        resize(1200, 800);
-    if (restoreState(settings->value(QLatin1String(StateKey)).toByteArray()))
-        return;
+    if (!restoreGeometry(settings->value(QLatin1String(GeometryKey)).toByteArray())) resize(1200, 800);
+    if (restoreState(settings->value(QLatin1String(StateKey)).toByteArray())) return;
     // First start: most of the window for the map.
     resizeDocks({m_layerList}, {240}, Qt::Horizontal);
     resizeDocks({m_log}, {150}, Qt::Vertical);

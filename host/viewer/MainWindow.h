@@ -18,14 +18,13 @@ class PluginManager;
 namespace Map {
 class Layer;
 class MapView;
-} // namespace Map
-} // namespace Korvane
+}  // namespace Map
+}  // namespace Korvane
 
 // The viewer's main window: map views in a multi-document area, the layer list and log
 // docks, the status bar, and whatever the loaded plug-ins contribute (docks, tool bars,
 // actions, information and preference pages), collected once at start-up.
-class MainWindow : public QMainWindow
-{
+class MainWindow : public QMainWindow {
     Q_OBJECT
 public:
     explicit MainWindow(Korvane::PluginManager* plugins, QWidget* parent = nullptr);

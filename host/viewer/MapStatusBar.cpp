@@ -19,15 +19,13 @@ namespace {
 // Enough decimals to tell neighbouring pixels apart at this scale.
 int decimalsFor(double unitsPerPixel)
 {
-    if (!(unitsPerPixel > 0.0))
-        return 2;
+    if (!(unitsPerPixel > 0.0)) return 2;
     return qBound(0, int(std::ceil(-std::log10(unitsPerPixel))) + 1, 10);
 }
 
-} // namespace
+}  // namespace
 
-MapStatusBar::MapStatusBar(QStatusBar* bar)
-    : QObject(bar)
+MapStatusBar::MapStatusBar(QStatusBar* bar) : QObject(bar)
 {
     m_cursor = new QLabel(bar);
     m_cursor->setObjectName(QStringLiteral("cursorLabel"));
@@ -52,8 +50,7 @@ MapStatusBar::MapStatusBar(QStatusBar* bar)
 
 void MapStatusBar::setMapView(MapView* view)
 {
-    if (m_view)
-        disconnect(m_view, nullptr, this, nullptr);
+    if (m_view) disconnect(m_view, nullptr, this, nullptr);
     m_view = view;
     m_cursor->setText(tr("No map"));
     m_scale->clear();
@@ -82,8 +79,7 @@ void MapStatusBar::pollProgress()
     auto* layer = m_view ? qobject_cast<RasterLayer*>(m_view->activeLayer()) : nullptr;
     const int percent = layer ? layer->getPercentComplete() : -1;
     m_progress->setVisible(percent >= 0);
-    if (percent < 0)
-        return;
+    if (percent < 0) return;
     m_progress->setValue(qMin(percent, 100));
     m_progress->setFormat(percent >= 100 ? tr("Complete") : tr("Decoding %p%"));
 }

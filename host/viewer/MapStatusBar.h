@@ -10,12 +10,10 @@ class QProgressBar;
 class QStatusBar;
 class QTimer;
 
-
 // Fills the main window's status bar for the active map view: the world coordinates under
 // the cursor, the scale, and how far the active layer's picture is decoded (polled every
 // 200 ms, as layers decode on their own threads and report nothing by signal).
-class MapStatusBar : public QObject
-{
+class MapStatusBar : public QObject {
     Q_OBJECT
 public:
     static constexpr int PollMs = 200;

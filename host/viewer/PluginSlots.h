@@ -6,7 +6,7 @@ namespace Korvane {
 namespace Map {
 class Layer;
 }
-} // namespace Korvane
+}  // namespace Korvane
 class QMdiSubWindow;
 
 // Calls plug-in slots that the host knows only by name: a panel's onLayerActivated(layer)
@@ -24,4 +24,4 @@ bool callWithLayer(QObject* object, const char* name, Korvane::Map::Layer* layer
 bool callWithSubWindow(QObject* object, const char* name, QMdiSubWindow* window);
 bool call(QObject* object, const char* name);
 
-} // namespace PluginSlots
+}  // namespace PluginSlots

@@ -13,8 +13,7 @@
 #include <QtWidgets/QStackedWidget>
 #include <QtWidgets/QVBoxLayout>
 
-PreferencesDialog::PreferencesDialog(QWidget* parent)
-    : QDialog(parent)
+PreferencesDialog::PreferencesDialog(QWidget* parent) : QDialog(parent)
 {
     setWindowTitle(tr("Preferences"));
     auto* layout = new QVBoxLayout(this);
@@ -37,14 +36,11 @@ PreferencesDialog::PreferencesDialog(QWidget* parent)
 
 void PreferencesDialog::addPage(QWidget* page)
 {
-    if (!page)
-        return;
+    if (!page) return;
     m_pages << page;
     QString title = page->windowTitle();
-    if (title.isEmpty())
-        title = page->objectName();
-    if (title.isEmpty())
-        title = tr("Plug-in %1").arg(m_list->count());
+    if (title.isEmpty()) title = page->objectName();
+    if (title.isEmpty()) title = tr("Plug-in %1").arg(m_list->count());
     m_list->addItem(title);
     // Plug-in pages may be taller than the dialog.
     auto* scroll = new QScrollArea(m_stack);
@@ -62,8 +58,7 @@ int PreferencesDialog::pageCount() const
 void PreferencesDialog::accept()
 {
     for (QWidget* page : qAsConst(m_pages))
-        if (page)
-            PluginSlots::call(page, "onSavePrefs");
+        if (page) PluginSlots::call(page, "onSavePrefs");
     Korvane::Application::settings()->sync();
     QDialog::accept();
 }

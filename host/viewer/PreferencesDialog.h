@@ -9,8 +9,7 @@ class QStackedWidget;
 // Tools > Preferences: the viewer's page and every plug-in's preference pages, picked from
 // a list. OK calls each page's onSavePrefs() slot where it has one, then writes the settings
 // to disk.
-class PreferencesDialog : public QDialog
-{
+class PreferencesDialog : public QDialog {
     Q_OBJECT
 public:
     explicit PreferencesDialog(QWidget* parent = nullptr);

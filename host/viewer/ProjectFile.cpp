@@ -16,7 +16,7 @@ namespace {
 const QString RootTag = QStringLiteral("qdviewer-project");
 const QString ViewTag = QStringLiteral("mapview");
 const QString LayerTag = QStringLiteral("layer");
-} // namespace
+}  // namespace
 
 bool ProjectFile::save(const QString& path, const QList<View>& views, QString* error)
 {
@@ -51,8 +51,8 @@ bool ProjectFile::save(const QString& path, const QList<View>& views, QString* e
     return true;
 }
 
-bool ProjectFile::load(const QString& path, Korvane::PluginManager* plugins, QList<View>* views,
-                       QString* error, QStringList* warnings)
+bool ProjectFile::load(const QString& path, Korvane::PluginManager* plugins, QList<View>* views, QString* error,
+                       QStringList* warnings)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
@@ -102,16 +102,13 @@ ProjectFile::View ProjectFile::loadView(const QDomElement& element, const QStrin
             continue;
         }
         result.view->addLayer(layer, -1);
-        if (layerElement.attribute(QStringLiteral("active")) == QLatin1String("1"))
-            active = layer;
+        if (layerElement.attribute(QStringLiteral("active")) == QLatin1String("1")) active = layer;
     }
-    if (active)
-        result.view->setActiveLayer(active);
+    if (active) result.view->setActiveLayer(active);
     bool okX = false, okY = false, okScale = false;
     const double cx = element.attribute(QStringLiteral("centerX")).toDouble(&okX);
     const double cy = element.attribute(QStringLiteral("centerY")).toDouble(&okY);
     const double scale = element.attribute(QStringLiteral("unitsPerPixel")).toDouble(&okScale);
-    if (okX && okY && okScale && scale > 0.0)
-        result.view->setCenterAndScale(QPointF(cx, cy), scale);
+    if (okX && okY && okScale && scale > 0.0) result.view->setCenterAndScale(QPointF(cx, cy), scale);
     return result;
 }

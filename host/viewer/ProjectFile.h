@@ -10,17 +10,15 @@ class PluginManager;
 namespace Map {
 class MapView;
 }
-} // namespace Korvane
+}  // namespace Korvane
 
 // A project: the map windows with their extents and layers, as XML. Each layer is stored by
 // its class name and whatever its writeXML writes; on loading, the plug-in that makes that
 // class (or the built-in image layer) creates it and its readXML reads it back.
-class ProjectFile
-{
+class ProjectFile {
     Q_DECLARE_TR_FUNCTIONS(ProjectFile)
 public:
-    struct View
-    {
+    struct View {
         Korvane::Map::MapView* view = nullptr;
         QString title;
         bool active = false;
@@ -30,10 +28,10 @@ public:
     // Map views are made without a parent and belong to the caller. A layer that cannot be
     // restored is left out with a sentence in warnings; false only when the file itself
     // cannot be read.
-    static bool load(const QString& path, Korvane::PluginManager* plugins, QList<View>* views,
-                     QString* error, QStringList* warnings);
+    static bool load(const QString& path, Korvane::PluginManager* plugins, QList<View>* views, QString* error,
+                     QStringList* warnings);
 
 private:
-    static View loadView(const QDomElement& element, const QString& projectPath,
-                         Korvane::PluginManager* plugins, QStringList* warnings);
+    static View loadView(const QDomElement& element, const QString& projectPath, Korvane::PluginManager* plugins,
+                         QStringList* warnings);
 };

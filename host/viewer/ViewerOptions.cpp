@@ -9,26 +9,33 @@
 bool ViewerOptions::wantsRender(int argc, char** argv)
 {
     for (int i = 1; i < argc; ++i)
-        if (std::strcmp(argv[i], "--render") == 0 || std::strncmp(argv[i], "--render=", 9) == 0)
-            return true;
+        if (std::strcmp(argv[i], "--render") == 0 || std::strncmp(argv[i], "--render=", 9) == 0) return true;
     return false;
 }
 
 bool ViewerOptions::parse(const QStringList& arguments, QString* error)
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(tr("Desktop map viewer. Opens images and streams given on the "
-                                        "command line, each through the layer plug-in that reads it."));
+    parser.setApplicationDescription(
+        tr("Desktop map viewer. Opens images and streams given on the "
+           "command line, each through the layer plug-in that reads it."));
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addPositionalArgument(QStringLiteral("sources"), tr("Files or stream addresses to open."),
                                  tr("[FILE|ADDRESS ...]"));
-    const QCommandLineOption settingsOption(QStringLiteral("settings"), tr("Keep the settings in this INI file."), tr("FILE"));
-    const QCommandLineOption renderOption(QStringLiteral("render"), tr("Draw FILE without a window into this picture and exit."), tr("OUT.png"));
-    const QCommandLineOption sizeOption(QStringLiteral("size"), tr("Size of the picture drawn by --render."), tr("WxH"));
-    const QCommandLineOption extentOption(QStringLiteral("extent"), tr("World rectangle drawn by --render (default: the whole layer)."), tr("x1,y1,x2,y2"));
-    QCommandLineOption screenshotOption(QStringLiteral("screenshot"), tr("Save a picture of the main window."), tr("OUT.png"));
-    QCommandLineOption quitAfterOption(QStringLiteral("quit-after"), tr("Quit (taking the screenshot first) after this many milliseconds."), tr("MS"));
+    const QCommandLineOption settingsOption(QStringLiteral("settings"), tr("Keep the settings in this INI file."),
+                                            tr("FILE"));
+    const QCommandLineOption renderOption(QStringLiteral("render"),
+                                          tr("Draw FILE without a window into this picture and exit."), tr("OUT.png"));
+    const QCommandLineOption sizeOption(QStringLiteral("size"), tr("Size of the picture drawn by --render."),
+                                        tr("WxH"));
+    const QCommandLineOption extentOption(QStringLiteral("extent"),
+                                          tr("World rectangle drawn by --render (default: the whole layer)."),
+                                          tr("x1,y1,x2,y2"));
+    QCommandLineOption screenshotOption(QStringLiteral("screenshot"), tr("Save a picture of the main window."),
+                                        tr("OUT.png"));
+    QCommandLineOption quitAfterOption(
+        QStringLiteral("quit-after"), tr("Quit (taking the screenshot first) after this many milliseconds."), tr("MS"));
     screenshotOption.setFlags(QCommandLineOption::HiddenFromHelp);
     quitAfterOption.setFlags(QCommandLineOption::HiddenFromHelp);
     parser.addOptions({settingsOption, renderOption, sizeOption, extentOption, screenshotOption, quitAfterOption});
@@ -37,10 +44,8 @@ bool ViewerOptions::parse(const QStringList& arguments, QString* error)
         *error = parser.errorText();
         return false;
     }
-    if (parser.isSet(QStringLiteral("help")))
-        parser.showHelp(0);
-    if (parser.isSet(QStringLiteral("version")))
-        parser.showVersion();
+    if (parser.isSet(QStringLiteral("help"))) parser.showHelp(0);
+    if (parser.isSet(QStringLiteral("version"))) parser.showVersion();
 
     sources = parser.positionalArguments();
     settingsFile = parser.value(settingsOption);
@@ -61,7 +66,8 @@ bool ViewerOptions::parse(const QStringList& arguments, QString* error)
         }
         return true;
     }
-    return parseRender(parser.value(sizeOption), parser.isSet(extentOption) ? parser.value(extentOption) : QString(), error);
+    return parseRender(parser.value(sizeOption), parser.isSet(extentOption) ? parser.value(extentOption) : QString(),
+                       error);
 }
 
 bool ViewerOptions::parseRender(const QString& sizeText, const QString& extentText, QString* error)
@@ -75,8 +81,7 @@ bool ViewerOptions::parseRender(const QString& sizeText, const QString& extentTe
                      .arg(sizeText);
         return false;
     }
-    if (extentText.isNull())
-        return true;
+    if (extentText.isNull()) return true;
     hasExtent = Korvane::HeadlessRenderer::parseExtent(extentText, &extent);
     if (!hasExtent) {
         *error = tr("--extent needs four numbers x1,y1,x2,y2 with x1 != x2 and y1 != y2; \"%1\" is not that.")

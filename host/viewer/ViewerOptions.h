@@ -8,8 +8,7 @@
 //   qdviewer [--settings FILE] [FILE|ADDRESS ...]
 //   qdviewer --render OUT.png --size WxH [--extent x1,y1,x2,y2] FILE
 // and, for automated checks, --screenshot OUT.png and --quit-after MS (not in --help).
-class ViewerOptions
-{
+class ViewerOptions {
     Q_DECLARE_TR_FUNCTIONS(ViewerOptions)
 public:
     QStringList sources;

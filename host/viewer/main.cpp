@@ -22,8 +22,7 @@ int runRender(Korvane::PluginManager& plugins, const ViewerOptions& options)
     Korvane::HeadlessRenderer renderer(&plugins);
     QString error;
     if (!renderer.renderToFile(options.sources.first(), options.renderSize,
-                               options.hasExtent ? &options.extent : nullptr,
-                               options.renderOutput, &error)) {
+                               options.hasExtent ? &options.extent : nullptr, options.renderOutput, &error)) {
         std::fprintf(stderr, "qdviewer: %s\n", qPrintable(error));
         return 1;
     }
@@ -34,9 +33,8 @@ int runRender(Korvane::PluginManager& plugins, const ViewerOptions& options)
 // of the layer information dialog for the active layer instead of the main window.
 void scheduleInfoScreenshot(MainWindow& window, int delay, const QString& path, int tab)
 {
-    QTimer::singleShot(delay, &window, [&window]() {
-        QMetaObject::invokeMethod(&window, "onLayerInformation", Qt::QueuedConnection);
-    });
+    QTimer::singleShot(delay, &window,
+                       [&window]() { QMetaObject::invokeMethod(&window, "onLayerInformation", Qt::QueuedConnection); });
     QTimer::singleShot(delay + 800, &window, [path, tab]() {
         QWidget* dialog = QApplication::activeModalWidget();
         if (auto* tabs = dialog ? dialog->findChild<QTabWidget*>() : nullptr) {
@@ -49,8 +47,7 @@ void scheduleInfoScreenshot(MainWindow& window, int delay, const QString& path, 
 
 void scheduleQuit(MainWindow& window, const ViewerOptions& options)
 {
-    if (options.quitAfterMs < 0 && options.screenshot.isEmpty())
-        return;
+    if (options.quitAfterMs < 0 && options.screenshot.isEmpty()) return;
     const int delay = options.quitAfterMs < 0 ? 0 : options.quitAfterMs;
     const QString path = options.screenshot;
     bool tabGiven = false;
@@ -61,11 +58,13 @@ void scheduleQuit(MainWindow& window, const ViewerOptions& options)
     }
     QTimer::singleShot(delay, &window, [&window, path]() {
         // With QDVIEWER_SCREENSHOT_MODAL set, an open dialog is pictured instead of the window.
-        QWidget* modal = qEnvironmentVariableIsSet("QDVIEWER_SCREENSHOT_MODAL") ? QApplication::activeModalWidget() : nullptr;
+        QWidget* modal =
+            qEnvironmentVariableIsSet("QDVIEWER_SCREENSHOT_MODAL") ? QApplication::activeModalWidget() : nullptr;
         QWidget* target = modal ? modal : &window;
         if (!path.isEmpty() && !target->grab().save(path))
-            Korvane::Application::logMessage(QCoreApplication::translate("main", "The screenshot %1 could not be written.").arg(path),
-                                             Korvane::Application::Error);
+            Korvane::Application::logMessage(
+                QCoreApplication::translate("main", "The screenshot %1 could not be written.").arg(path),
+                Korvane::Application::Error);
         QCoreApplication::quit();
     });
 }
@@ -80,7 +79,7 @@ int runViewer(Korvane::PluginManager& plugins, const ViewerOptions& options)
     return QCoreApplication::exec();
 }
 
-} // namespace
+}  // namespace
 
 int main(int argc, char** argv)
 {
@@ -96,8 +95,7 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "qdviewer: %s\n", qPrintable(error));
         return 2;
     }
-    if (!options.settingsFile.isEmpty())
-        Korvane::Application::setSettingsFile(options.settingsFile);
+    if (!options.settingsFile.isEmpty()) Korvane::Application::setSettingsFile(options.settingsFile);
     Korvane::Application::setLogLevel(
         Korvane::Application::settings()->value(QStringLiteral("QDViewer/LogLevel"), 1).toInt());
     const auto translators =
@@ -109,7 +107,8 @@ int main(int argc, char** argv)
     const QStringList folders = Korvane::PluginManager::defaultFolders();
     if (plugins.loadFolders(folders) == 0)
         Korvane::Application::logMessage(
-            QCoreApplication::translate("main", "No layer plug-ins in %1; the built-in image layer reads PNG, TIFF and JPEG.")
+            QCoreApplication::translate("main",
+                                        "No layer plug-ins in %1; the built-in image layer reads PNG, TIFF and JPEG.")
                 .arg(folders.join(QStringLiteral(", "))),
             Korvane::Application::Notice);
     return options.renderMode() ? runRender(plugins, options) : runViewer(plugins, options);

@@ -8,18 +8,18 @@
 #include "PLKTypes.h"
 #include "QDGui/Application.h"
 
-#define XRV_HOST_TEST_MAIN(TestClass)                                                 \
-    int main(int argc, char** argv)                                                   \
-    {                                                                                 \
-        Korvane::Application app(argc, argv);                                         \
-        QTemporaryDir settingsDir;                                                    \
-        Korvane::Application::setSettingsFile(settingsDir.filePath("settings.ini"));  \
-        PLKInit();                                                                    \
-        int result = 0;                                                               \
-        {                                                                             \
-            TestClass test;                                                           \
-            result = QTest::qExec(&test, argc, argv);                                 \
-        }                                                                             \
-        PLKShutdown();                                                                \
-        return result;                                                                \
+#define XRV_HOST_TEST_MAIN(TestClass)                                                \
+    int main(int argc, char** argv)                                                  \
+    {                                                                                \
+        Korvane::Application app(argc, argv);                                        \
+        QTemporaryDir settingsDir;                                                   \
+        Korvane::Application::setSettingsFile(settingsDir.filePath("settings.ini")); \
+        PLKInit();                                                                   \
+        int result = 0;                                                              \
+        {                                                                            \
+            TestClass test;                                                          \
+            result = QTest::qExec(&test, argc, argv);                                \
+        }                                                                            \
+        PLKShutdown();                                                               \
+        return result;                                                               \
     }

@@ -6,8 +6,7 @@
 
 RecordingLayer::RecordingLayer(const QRectF& bounds, const QColor& color)
     : RasterLayer(nullptr), m_bounds(bounds), m_color(color)
-{
-}
+{}
 
 void RecordingLayer::setView(int width, int height, double x1, double y1, double x2, double y2)
 {
@@ -48,15 +47,13 @@ QImage patternImage(const QSize& size)
 bool writeText(const QString& path, const QString& text)
 {
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Text))
-        return false;
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Text)) return false;
     return file.write(text.toUtf8()) == text.toUtf8().size();
 }
 
 int maxChannelDifference(const QImage& a, const QImage& b)
 {
-    if (a.size() != b.size())
-        return 255;
+    if (a.size() != b.size()) return 255;
     const QImage ca = a.convertToFormat(QImage::Format_ARGB32);
     const QImage cb = b.convertToFormat(QImage::Format_ARGB32);
     int worst = 0;
@@ -73,4 +70,4 @@ int maxChannelDifference(const QImage& a, const QImage& b)
     return worst;
 }
 
-} // namespace HostTest
+}  // namespace HostTest

@@ -12,18 +12,15 @@
 // A raster layer with fixed bounds that remembers how the map view drives it: every
 // setView, the beginUpdate/endUpdate bracket, and every paint with its thread and rectangles.
 // It paints its bounds in one colour and reports whatever progress the test sets.
-class RecordingLayer : public Korvane::Map::RasterLayer
-{
+class RecordingLayer : public Korvane::Map::RasterLayer {
     Q_OBJECT
 public:
-    struct ViewCall
-    {
+    struct ViewCall {
         QSize size;
         double x1, y1, x2, y2;
         bool updating;
     };
-    struct PaintCall
-    {
+    struct PaintCall {
         QThread* thread;
         QRect device;
         QRectF world;
@@ -60,18 +57,18 @@ bool writeText(const QString& path, const QString& text);
 // (255 when the sizes differ).
 int maxChannelDifference(const QImage& a, const QImage& b);
 
-} // namespace HostTest
+}  // namespace HostTest
 
 // main() for host tests: a Korvane::Application whose settings live in a temporary folder,
 // writing only warnings and worse to stderr.
-#define QDGUI_TEST_MAIN(TestObject)                                                    \
-    int main(int argc, char** argv)                                                    \
-    {                                                                                  \
-        Korvane::Application app(argc, argv);                                          \
-        QTemporaryDir settingsDir;                                                     \
-        Korvane::Application::setSettingsFile(settingsDir.filePath("settings.ini"));   \
-        Korvane::Application::setLogLevel(Korvane::Application::Warning);              \
-        TestObject test;                                                               \
-        QTEST_SET_MAIN_SOURCE_PATH                                                     \
-        return QTest::qExec(&test, argc, argv);                                        \
+#define QDGUI_TEST_MAIN(TestObject)                                                  \
+    int main(int argc, char** argv)                                                  \
+    {                                                                                \
+        Korvane::Application app(argc, argv);                                        \
+        QTemporaryDir settingsDir;                                                   \
+        Korvane::Application::setSettingsFile(settingsDir.filePath("settings.ini")); \
+        Korvane::Application::setLogLevel(Korvane::Application::Warning);            \
+        TestObject test;                                                             \
+        QTEST_SET_MAIN_SOURCE_PATH                                                   \
+        return QTest::qExec(&test, argc, argv);                                      \
     }

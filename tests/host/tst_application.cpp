@@ -19,8 +19,7 @@ using Korvane::Gui::XRVPBrowser;
 namespace {
 
 // Everything written to stderr while it lives goes to a file instead.
-class StderrCapture
-{
+class StderrCapture {
 public:
     StderrCapture()
     {
@@ -40,8 +39,7 @@ public:
 private:
     void restore()
     {
-        if (m_saved < 0)
-            return;
+        if (m_saved < 0) return;
         std::fflush(stderr);
         dup2(m_saved, STDERR_FILENO);
         close(m_saved);
@@ -51,10 +49,9 @@ private:
     int m_saved = -1;
 };
 
-} // namespace
+}  // namespace
 
-class TestApplication : public QObject
-{
+class TestApplication : public QObject {
     Q_OBJECT
 
 private slots:
@@ -122,15 +119,18 @@ private slots:
         Application::setLogLevel(Application::Critical);  // keep stderr quiet
         QStringList seen;
         QList<QThread*> threads;
-        auto connection = connect(Application::instance(), &Application::messageLogged, this,
-                                  [&](const Korvane::LogEntry& entry) {
-                                      if (!entry.text.startsWith("worker "))
-                                          return;
-                                      seen << entry.text;
-                                      threads << QThread::currentThread();
-                                  });
-        std::thread a([]() { for (int i = 0; i < 100; ++i) Application::logMessage(QStringLiteral("worker a %1").arg(i), 0); });
-        std::thread b([]() { for (int i = 0; i < 100; ++i) Application::logMessage(QStringLiteral("worker b %1").arg(i), 0); });
+        auto connection =
+            connect(Application::instance(), &Application::messageLogged, this, [&](const Korvane::LogEntry& entry) {
+                if (!entry.text.startsWith("worker ")) return;
+                seen << entry.text;
+                threads << QThread::currentThread();
+            });
+        std::thread a([]() {
+            for (int i = 0; i < 100; ++i) Application::logMessage(QStringLiteral("worker a %1").arg(i), 0);
+        });
+        std::thread b([]() {
+            for (int i = 0; i < 100; ++i) Application::logMessage(QStringLiteral("worker b %1").arg(i), 0);
+        });
         a.join();
         b.join();
         QTRY_COMPARE(seen.size(), 200);
@@ -173,8 +173,7 @@ private slots:
         QCOMPARE(selected.size(), 0);  // refused, dialog still open
         QVERIFY(XRVPBrowser::history().isEmpty());
 
-        for (int i = 0; i < 25; ++i)
-            XRVPBrowser::remember(QStringLiteral("xrvp://server/%1.jp2").arg(i));
+        for (int i = 0; i < 25; ++i) XRVPBrowser::remember(QStringLiteral("xrvp://server/%1.jp2").arg(i));
         browser.setAddress("xrvp://server/3.jp2");
         browser.accept();
         QCOMPARE(selected.size(), 1);
@@ -195,8 +194,7 @@ private slots:
     {
         QTimer closer;
         connect(&closer, &QTimer::timeout, []() {
-            if (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget()))
-                dialog->reject();
+            if (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget())) dialog->reject();
         });
         closer.start(10);
         QVERIFY(XRVPBrowser::getXrvpUrl(nullptr, XRVPBrowser::XRVPS).isNull());

@@ -25,10 +25,9 @@ GeoImage quadrants()
 
 const QColor Background(Qt::white);
 
-} // namespace
+}  // namespace
 
-class TestGeoImage : public QObject
-{
+class TestGeoImage : public QObject {
     Q_OBJECT
 
 private slots:
@@ -59,12 +58,14 @@ private slots:
         QTest::newRow("whole picture, last red") << device8 << whole << QPoint(3, 3) << QColor(Qt::red);
 
         const QRectF bottomRight(QPointF(120, 180), QPointF(140, 160));
-        QTest::newRow("bottom-right quarter fills the device") << device8 << bottomRight << QPoint(0, 0) << QColor(Qt::yellow);
+        QTest::newRow("bottom-right quarter fills the device")
+            << device8 << bottomRight << QPoint(0, 0) << QColor(Qt::yellow);
 
         const QRectF middle(QPointF(2, 2), QPointF(6, 6));
         QTest::newRow("into a device sub-rectangle") << middle << whole << QPoint(2, 2) << QColor(Qt::red);
         QTest::newRow("outside the device rectangle untouched") << middle << whole << QPoint(1, 1) << Background;
-        QTest::newRow("outside the device rectangle untouched, far side") << middle << whole << QPoint(6, 6) << Background;
+        QTest::newRow("outside the device rectangle untouched, far side")
+            << middle << whole << QPoint(6, 6) << Background;
 
         // The world rectangle is twice the picture: the picture takes the middle half.
         const QRectF larger(QPointF(80, 220), QPointF(160, 140));
@@ -92,8 +93,8 @@ private slots:
         QImage target(8, 8, QImage::Format_ARGB32);
         target.fill(Background);
         QPainter painter(&target);
-        quadrants().paint(painter, device.left(), device.top(), device.right(), device.bottom(),
-                          world.left(), world.top(), world.right(), world.bottom());
+        quadrants().paint(painter, device.left(), device.top(), device.right(), device.bottom(), world.left(),
+                          world.top(), world.right(), world.bottom());
         painter.end();
         QCOMPARE(target.pixelColor(probe), expected);
     }
@@ -141,8 +142,7 @@ private slots:
         QRect painted;
         for (int y = 0; y < target.height(); ++y)
             for (int x = 0; x < target.width(); ++x)
-                if (target.pixelColor(x, y) == Qt::black)
-                    painted |= QRect(x, y, 1, 1);
+                if (target.pixelColor(x, y) == Qt::black) painted |= QRect(x, y, 1, 1);
         QCOMPARE(painted, device);
     }
 };

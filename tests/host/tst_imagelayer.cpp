@@ -12,8 +12,7 @@
 
 using Korvane::ImageLayer;
 
-class TestImageLayer : public QObject
-{
+class TestImageLayer : public QObject {
     Q_OBJECT
 
 private slots:
@@ -26,18 +25,33 @@ private slots:
 
         const QString northUp = "10\n0\n0\n-10\n500005\n5299995\n";
         const QRectF northUpBounds(500000, 5300000, 80, -60);
-        QTest::newRow("pgw") << "a.png" << "a.pgw" << northUp << northUpBounds;
-        QTest::newRow("pngw") << "a.png" << "a.pngw" << northUp << northUpBounds;
-        QTest::newRow("wld") << "a.png" << "a.wld" << northUp << northUpBounds;
-        QTest::newRow("upper-case extension") << "a.png" << "a.PGW" << northUp << northUpBounds;
-        QTest::newRow("tfw beside a tiff") << "b.tiff" << "b.tfw" << northUp << northUpBounds;
-        QTest::newRow("jgw beside a jpeg") << "c.jpg" << "c.jgw" << northUp << northUpBounds;
-        QTest::newRow("dotted name") << "d.v2.png" << "d.v2.pgw" << northUp << northUpBounds;
-        QTest::newRow("blank lines and spacing") << "a.png" << "a.pgw" << "  0.5\n\n0\n0\n-0.25\n 100.25 \n 49.875\n"
+        QTest::newRow("pgw") << "a.png"
+                             << "a.pgw" << northUp << northUpBounds;
+        QTest::newRow("pngw") << "a.png"
+                              << "a.pngw" << northUp << northUpBounds;
+        QTest::newRow("wld") << "a.png"
+                             << "a.wld" << northUp << northUpBounds;
+        QTest::newRow("upper-case extension") << "a.png"
+                                              << "a.PGW" << northUp << northUpBounds;
+        QTest::newRow("tfw beside a tiff") << "b.tiff"
+                                           << "b.tfw" << northUp << northUpBounds;
+        QTest::newRow("jgw beside a jpeg") << "c.jpg"
+                                           << "c.jgw" << northUp << northUpBounds;
+        QTest::newRow("dotted name") << "d.v2.png"
+                                     << "d.v2.pgw" << northUp << northUpBounds;
+        QTest::newRow("blank lines and spacing") << "a.png"
+                                                 << "a.pgw"
+                                                 << "  0.5\n\n0\n0\n-0.25\n 100.25 \n 49.875\n"
                                                  << QRectF(100, 50, 4, -1.5);
-        QTest::newRow("south-up") << "a.png" << "a.pgw" << "2\n0\n0\n2\n1\n1\n" << QRectF(0, 0, 16, 12);
-        QTest::newRow("no world file: pixel units") << "a.png" << "" << "" << QRectF(0, 0, 8, -6);
-        QTest::newRow("world file of another picture ignored") << "a.png" << "other.pgw" << northUp << QRectF(0, 0, 8, -6);
+        QTest::newRow("south-up") << "a.png"
+                                  << "a.pgw"
+                                  << "2\n0\n0\n2\n1\n1\n"
+                                  << QRectF(0, 0, 16, 12);
+        QTest::newRow("no world file: pixel units") << "a.png"
+                                                    << ""
+                                                    << "" << QRectF(0, 0, 8, -6);
+        QTest::newRow("world file of another picture ignored") << "a.png"
+                                                               << "other.pgw" << northUp << QRectF(0, 0, 8, -6);
     }
 
     void worldFilePlacesThePicture()
@@ -51,8 +65,7 @@ private slots:
         if (!QImageWriter::supportedImageFormats().contains(format.toLower().toLatin1()))
             QSKIP("Qt's image format plug-ins for this format are not installed (qt5-image-formats-plugins)");
         QVERIFY(HostTest::patternImage(QSize(8, 6)).save(dir.filePath(image), qPrintable(format)));
-        if (!worldFile.isEmpty())
-            QVERIFY(HostTest::writeText(dir.filePath(worldFile), content));
+        if (!worldFile.isEmpty()) QVERIFY(HostTest::writeText(dir.filePath(worldFile), content));
 
         ImageLayer layer;
         QVERIFY2(layer.setDataSource(dir.filePath(image)), qPrintable(layer.getLastError()));
@@ -69,9 +82,12 @@ private slots:
     {
         QTest::addColumn<QString>("worldFile");
         QTest::addColumn<QString>("errorPart");
-        QTest::newRow("five numbers") << "1\n0\n0\n-1\n5\n" << "5 numbers instead of six";
-        QTest::newRow("words") << "1\n0\nzero\n-1\n5\n5\n" << "line 3";
-        QTest::newRow("zero cell size") << "0\n0\n0\n-1\n5\n5\n" << "cell size of zero";
+        QTest::newRow("five numbers") << "1\n0\n0\n-1\n5\n"
+                                      << "5 numbers instead of six";
+        QTest::newRow("words") << "1\n0\nzero\n-1\n5\n5\n"
+                               << "line 3";
+        QTest::newRow("zero cell size") << "0\n0\n0\n-1\n5\n5\n"
+                                        << "cell size of zero";
     }
 
     void badSources()

@@ -12,10 +12,9 @@ using Korvane::Map::MapView;
 
 namespace {
 const QRectF Bounds(0, 400, 400, -400);  // north-up, fills a 400 x 400 view at scale 1
-} // namespace
+}  // namespace
 
-class TestLayerRefresh : public QObject
-{
+class TestLayerRefresh : public QObject {
     Q_OBJECT
 
 private slots:
@@ -44,17 +43,14 @@ private slots:
         int wholeLayer = 0;
         connect(&layer, &Layer::refreshRequested, this, [&](double x1, double y1, double x2, double y2) {
             ++areas;
-            if (x1 == 0 && y1 == 0 && x2 == 0 && y2 == 0)
-                ++wholeLayer;
+            if (x1 == 0 && y1 == 0 && x2 == 0 && y2 == 0) ++wholeLayer;
         });
         std::vector<std::thread> workers;
         for (int t = 0; t < 4; ++t)
             workers.emplace_back([&layer, t]() {
-                for (int i = 0; i < 500; ++i)
-                    layer.refresh(t, i, t + 1, i + 1);
+                for (int i = 0; i < 500; ++i) layer.refresh(t, i, t + 1, i + 1);
             });
-        for (std::thread& worker : workers)
-            worker.join();
+        for (std::thread& worker : workers) worker.join();
         QTRY_VERIFY(areas > 0);
         QCoreApplication::processEvents();
         // 2000 requests pile up faster than the GUI thread takes them: the view is asked to
@@ -81,9 +77,11 @@ private slots:
         QTRY_VERIFY(!layer->paints.isEmpty());
         const RecordingLayer::PaintCall paint = layer->paints.first();
         QCOMPARE(paint.thread, QThread::currentThread());
-        QVERIFY2(paint.device.contains(QRect(100, 100, 100, 50)),
-                 qPrintable(QStringLiteral("painted %1,%2 %3x%4").arg(paint.device.x()).arg(paint.device.y())
-                                .arg(paint.device.width()).arg(paint.device.height())));
+        QVERIFY2(paint.device.contains(QRect(100, 100, 100, 50)), qPrintable(QStringLiteral("painted %1,%2 %3x%4")
+                                                                                 .arg(paint.device.x())
+                                                                                 .arg(paint.device.y())
+                                                                                 .arg(paint.device.width())
+                                                                                 .arg(paint.device.height())));
         QVERIFY(paint.device.width() < 150 && paint.device.height() < 100);  // not the whole view
         // The world rectangle handed with it is the one the device rectangle shows.
         QCOMPARE(paint.world.left(), double(paint.device.left()));

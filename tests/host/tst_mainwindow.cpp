@@ -23,18 +23,15 @@ using Korvane::Map::MapView;
 namespace {
 
 // Accepts whatever modal dialog or message box comes up while it lives, and counts them.
-class ModalCloser : public QObject
-{
+class ModalCloser : public QObject {
 public:
     explicit ModalCloser(bool accept = true)
     {
         connect(&m_timer, &QTimer::timeout, this, [this, accept]() {
             auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-            if (!dialog)
-                return;
+            if (!dialog) return;
             ++closed;
-            if (auto* box = qobject_cast<QMessageBox*>(dialog))
-                texts << box->text();
+            if (auto* box = qobject_cast<QMessageBox*>(dialog)) texts << box->text();
             accept ? dialog->accept() : dialog->reject();
         });
         m_timer.start(20);
@@ -55,15 +52,13 @@ bool logged(const QString& text, qsizetype since)
 {
     const QVector<Korvane::LogEntry> log = Korvane::Application::logEntries();
     for (qsizetype i = since; i < log.size(); ++i)
-        if (log[i].text == text)
-            return true;
+        if (log[i].text == text) return true;
     return false;
 }
 
-} // namespace
+}  // namespace
 
-class TestMainWindow : public QObject
-{
+class TestMainWindow : public QObject {
     Q_OBJECT
 
 private:
@@ -92,8 +87,7 @@ private slots:
         QStringList actions;
         for (QAction* menu : window.menuBar()->actions())
             if (menu->menu())
-                for (QAction* action : menu->menu()->actions())
-                    actions << action->text();
+                for (QAction* action : menu->menu()->actions()) actions << action->text();
         QVERIFY(actions.contains("Test action"));
     }
 

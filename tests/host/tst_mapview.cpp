@@ -22,8 +22,8 @@ void sendMouse(QWidget* widget, QEvent::Type type, const QPointF& pos, Qt::Mouse
 
 void sendWheel(QWidget* widget, const QPointF& pos, int angleDelta)
 {
-    QWheelEvent event(pos, widget->mapToGlobal(pos.toPoint()), QPoint(), QPoint(0, angleDelta),
-                      Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+    QWheelEvent event(pos, widget->mapToGlobal(pos.toPoint()), QPoint(), QPoint(0, angleDelta), Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
     QApplication::sendEvent(widget, &event);
 }
 
@@ -40,10 +40,9 @@ bool near(double a, double b, double tolerance = 1e-6)
     return std::abs(a - b) <= tolerance * qMax(1.0, std::abs(b));
 }
 
-} // namespace
+}  // namespace
 
-class TestMapView : public QObject
-{
+class TestMapView : public QObject {
     Q_OBJECT
 
 private:
@@ -54,8 +53,7 @@ private:
         view.resize(size);
         view.addLayer(layer, -1);
         view.show();
-        if (!QTest::qWaitForWindowExposed(&view))
-            qWarning("map view not exposed");
+        if (!QTest::qWaitForWindowExposed(&view)) qWarning("map view not exposed");
         return layer;
     }
 
@@ -67,22 +65,22 @@ private slots:
         QTest::addColumn<QPoint>("dragBy");
         QTest::addColumn<QRectF>("expected");  // from corner (x1, y1) to (x2, y2)
 
-        QTest::newRow("north-up, exact fit") << NorthUpBounds << QSize(400, 300) << QPoint()
-                                             << QRectF(QPointF(1000, 2000), QPointF(1400, 1700));
-        QTest::newRow("north-up, wide window") << NorthUpBounds << QSize(800, 300) << QPoint()
-                                               << QRectF(QPointF(800, 2000), QPointF(1600, 1700));
-        QTest::newRow("north-up, tall window") << NorthUpBounds << QSize(400, 600) << QPoint()
-                                               << QRectF(QPointF(1000, 2150), QPointF(1400, 1550));
-        QTest::newRow("north-up, dragged right and down") << NorthUpBounds << QSize(400, 300) << QPoint(100, 50)
-                                                          << QRectF(QPointF(900, 2050), QPointF(1300, 1750));
-        QTest::newRow("south-up, exact fit") << SouthUpBounds << QSize(400, 300) << QPoint()
-                                             << QRectF(QPointF(0, 0), QPointF(400, 300));
-        QTest::newRow("south-up, tall window") << SouthUpBounds << QSize(400, 600) << QPoint()
-                                               << QRectF(QPointF(0, -150), QPointF(400, 450));
-        QTest::newRow("south-up, dragged right and down") << SouthUpBounds << QSize(400, 300) << QPoint(100, 50)
-                                                          << QRectF(QPointF(-100, -50), QPointF(300, 250));
-        QTest::newRow("half-scale image, exact fit") << QRectF(0, 600, 800, -600) << QSize(400, 300) << QPoint()
-                                                     << QRectF(QPointF(0, 600), QPointF(800, 0));
+        QTest::newRow("north-up, exact fit")
+            << NorthUpBounds << QSize(400, 300) << QPoint() << QRectF(QPointF(1000, 2000), QPointF(1400, 1700));
+        QTest::newRow("north-up, wide window")
+            << NorthUpBounds << QSize(800, 300) << QPoint() << QRectF(QPointF(800, 2000), QPointF(1600, 1700));
+        QTest::newRow("north-up, tall window")
+            << NorthUpBounds << QSize(400, 600) << QPoint() << QRectF(QPointF(1000, 2150), QPointF(1400, 1550));
+        QTest::newRow("north-up, dragged right and down")
+            << NorthUpBounds << QSize(400, 300) << QPoint(100, 50) << QRectF(QPointF(900, 2050), QPointF(1300, 1750));
+        QTest::newRow("south-up, exact fit")
+            << SouthUpBounds << QSize(400, 300) << QPoint() << QRectF(QPointF(0, 0), QPointF(400, 300));
+        QTest::newRow("south-up, tall window")
+            << SouthUpBounds << QSize(400, 600) << QPoint() << QRectF(QPointF(0, -150), QPointF(400, 450));
+        QTest::newRow("south-up, dragged right and down")
+            << SouthUpBounds << QSize(400, 300) << QPoint(100, 50) << QRectF(QPointF(-100, -50), QPointF(300, 250));
+        QTest::newRow("half-scale image, exact fit")
+            << QRectF(0, 600, 800, -600) << QSize(400, 300) << QPoint() << QRectF(QPointF(0, 600), QPointF(800, 0));
     }
 
     void setViewIsTheVisibleWorld()
@@ -93,8 +91,7 @@ private slots:
         QFETCH(QRectF, expected);
         MapView view;
         RecordingLayer* layer = setUp(view, bounds, size);
-        if (!dragBy.isNull())
-            drag(&view, QPointF(200, 150), QPointF(200, 150) + dragBy);
+        if (!dragBy.isNull()) drag(&view, QPointF(200, 150), QPointF(200, 150) + dragBy);
 
         QVERIFY(!layer->views.isEmpty());
         const RecordingLayer::ViewCall last = layer->views.last();
@@ -140,8 +137,10 @@ private slots:
         sendWheel(&view, cursor, angleDelta);
 
         const QPointF after = view.toWorld(cursor);
-        QVERIFY2(near(after.x(), before.x(), 1e-9) && near(after.y(), before.y(), 1e-9),
-                 qPrintable(QStringLiteral("%1,%2 moved to %3,%4").arg(before.x()).arg(before.y()).arg(after.x()).arg(after.y())));
+        QVERIFY2(
+            near(after.x(), before.x(), 1e-9) && near(after.y(), before.y(), 1e-9),
+            qPrintable(
+                QStringLiteral("%1,%2 moved to %3,%4").arg(before.x()).arg(before.y()).arg(after.x()).arg(after.y())));
         const double expectedScale = scaleBefore / std::pow(1.25, 2 * angleDelta / 120.0);
         QVERIFY(near(view.unitsPerPixel(), expectedScale));
 
@@ -185,8 +184,8 @@ private slots:
         QCOMPARE(layer->begins, 1);
         QCOMPARE(layer->ends, 1);
         QVERIFY(layer->views.size() >= 2);
-        QVERIFY(layer->views.first().updating);      // views follow the drag...
-        QVERIFY(!layer->views.last().updating);      // ...and a final one comes after it
+        QVERIFY(layer->views.first().updating);  // views follow the drag...
+        QVERIFY(!layer->views.last().updating);  // ...and a final one comes after it
 
         // A burst of wheel steps is one interaction that ends when the wheel rests.
         sendWheel(&view, QPointF(100, 100), 120);

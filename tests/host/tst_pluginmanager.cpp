@@ -13,8 +13,7 @@
 
 using Korvane::PluginManager;
 
-class TestPluginManager : public QObject
-{
+class TestPluginManager : public QObject {
     Q_OBJECT
 
 private:
@@ -51,8 +50,7 @@ private slots:
             bool logged = false;
             const QVector<Korvane::LogEntry> log = Korvane::Application::logEntries();
             for (qsizetype i = before; i < log.size(); ++i)
-                if (log[i].text.contains(loaderSays) && log[i].level >= Korvane::Application::Warning)
-                    logged = true;
+                if (log[i].text.contains(loaderSays) && log[i].level >= Korvane::Application::Warning) logged = true;
             QVERIFY2(logged, qPrintable(loaderSays));
         }
     }
@@ -110,8 +108,12 @@ private slots:
         QTest::addColumn<QString>("fileName");
         QTest::addColumn<QString>("content");
         QTest::addColumn<QString>("errorPart");
-        QTest::newRow("nobody reads it") << "c.xyz" << "" << "No layer plug-in reads files like c.xyz";
-        QTest::newRow("plug-in's own error") << "bad.tstr" << "nonsense" << "is not a test raster";
+        QTest::newRow("nobody reads it") << "c.xyz"
+                                         << ""
+                                         << "No layer plug-in reads files like c.xyz";
+        QTest::newRow("plug-in's own error") << "bad.tstr"
+                                             << "nonsense"
+                                             << "is not a test raster";
         QTest::newRow("missing image") << "gone.png" << QString() << "does not exist";
         QTest::newRow("address nobody serves") << "xrvp://server/x.jp2" << QString() << "";
     }
@@ -126,8 +128,7 @@ private slots:
         PluginManager manager;
         manager.loadFolders({dir.path()});
         const QString source = fileName.contains("://") ? fileName : dir.filePath(fileName);
-        if (!content.isNull())
-            HostTest::writeText(source, content);
+        if (!content.isNull()) HostTest::writeText(source, content);
         QString error;
         QVERIFY(!manager.openLayer(source, &error));
         QVERIFY2(!error.isEmpty() && error.contains(errorPart), qPrintable(error));

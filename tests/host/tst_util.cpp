@@ -14,8 +14,7 @@
 using Korvane::Map::HistogramT;
 using Korvane::Util::String::formatFileSize;
 
-class TestUtil : public QObject
-{
+class TestUtil : public QObject {
     Q_OBJECT
 
 private slots:
@@ -31,8 +30,8 @@ private slots:
         QTest::newRow("leading blanks kept") << quint64(1572864) << QByteArray("  %2.2f") << "  1.50 MB";
         QTest::newRow("unit chosen before rounding") << quint64(1048575) << QByteArray("%2.2f") << "1024.00 KB";
         QTest::newRow("gigabytes") << quint64(3) * 1024 * 1024 * 1024 << QByteArray("%2.2f") << "3.00 GB";
-        QTest::newRow("terabytes stay terabytes") << quint64(5000) * 1024 * 1024 * 1024 * 1024
-                                                 << QByteArray("%.1f") << "5000.0 TB";
+        QTest::newRow("terabytes stay terabytes")
+            << quint64(5000) * 1024 * 1024 * 1024 * 1024 << QByteArray("%.1f") << "5000.0 TB";
         QTest::newRow("largest count") << ~quint64(0) << QByteArray("%.0f") << "16777216 TB";
         QTest::newRow("width pads") << quint64(512) << QByteArray("%8.1f") << "   512.0 B";
         QTest::newRow("percent sign") << quint64(2048) << QByteArray("%.0f%%") << "2% KB";
@@ -54,8 +53,7 @@ private slots:
     void totalRamMatchesTheKernel()
     {
         QFile meminfo("/proc/meminfo");
-        if (!meminfo.open(QIODevice::ReadOnly))
-            QSKIP("no /proc/meminfo");
+        if (!meminfo.open(QIODevice::ReadOnly)) QSKIP("no /proc/meminfo");
         const QRegularExpression total("MemTotal:\\s+(\\d+) kB");
         const qint64 kernelMb = total.match(QString::fromLatin1(meminfo.readAll())).captured(1).toLongLong() / 1024;
         QVERIFY(kernelMb > 0);
@@ -67,8 +65,7 @@ private slots:
     void histogramCopiesAreDeep()
     {
         HistogramT<quint64> a(4);
-        for (quint32 i = 0; i < a.bucketCount; ++i)
-            QCOMPARE(a.counts[i], quint64(0));
+        for (quint32 i = 0; i < a.bucketCount; ++i) QCOMPARE(a.counts[i], quint64(0));
         a.counts[2] = 7;
         a.name = "red";
         a.mean = 1.5;
@@ -86,7 +83,7 @@ private slots:
 
         quint64* buckets = c.counts;
         HistogramT<quint64> d(std::move(c));
-        QCOMPARE(d.counts, buckets);   // moved, not copied
+        QCOMPARE(d.counts, buckets);  // moved, not copied
         QCOMPARE(c.counts, nullptr);
         QCOMPARE(c.bucketCount, 0u);
 

@@ -12,8 +12,7 @@
 
 namespace {
 
-struct Run
-{
+struct Run {
     int exitCode = -1;
     QString errors;
 };
@@ -40,10 +39,9 @@ Run runViewer(const QStringList& arguments, const QString& pluginPath = QString(
     return run;
 }
 
-} // namespace
+}  // namespace
 
-class TestViewer : public QObject
-{
+class TestViewer : public QObject {
     Q_OBJECT
 
 private slots:
@@ -51,7 +49,7 @@ private slots:
     {
         QTest::addColumn<QString>("worldFile");
         QTest::addColumn<QStringList>("extra");
-        QTest::addColumn<QRect>("sourcePart");  // cells expected...
+        QTest::addColumn<QRect>("sourcePart");   // cells expected...
         QTest::addColumn<QRect>("picturePart");  // ...in this part of the picture
         const QString world = "10\n0\n0\n-10\n500005\n5299995\n";
         QTest::newRow("whole, pixel units") << "" << QStringList{} << QRect(0, 0, 100, 75) << QRect(0, 0, 400, 300);
@@ -70,12 +68,11 @@ private slots:
         QTemporaryDir dir;
         const QImage source = HostTest::patternImage(QSize(100, 75));
         QVERIFY(source.save(dir.filePath("image.png")));
-        if (!worldFile.isEmpty())
-            QVERIFY(HostTest::writeText(dir.filePath("image.pgw"), worldFile));
+        if (!worldFile.isEmpty()) QVERIFY(HostTest::writeText(dir.filePath("image.pgw"), worldFile));
 
         const QString out = dir.filePath("out.png");
-        const Run run = runViewer(QStringList{"--render", out, "--size", "400x300"} + extra
-                                  << dir.filePath("image.png"));
+        const Run run =
+            runViewer(QStringList{"--render", out, "--size", "400x300"} + extra << dir.filePath("image.png"));
         QVERIFY2(run.exitCode == 0, qPrintable(run.errors));
         const QImage picture(out);
         QCOMPARE(picture.size(), QSize(400, 300));
@@ -88,13 +85,18 @@ private slots:
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QString>("message");
-        QTest::newRow("missing file") << QStringList{"--render", "OUT", "--size", "40x30", "missing.png"} << "does not exist";
-        QTest::newRow("unknown kind") << QStringList{"--render", "OUT", "--size", "40x30", "a.xyz"} << "No layer plug-in reads files like a.xyz";
+        QTest::newRow("missing file") << QStringList{"--render", "OUT", "--size", "40x30", "missing.png"}
+                                      << "does not exist";
+        QTest::newRow("unknown kind") << QStringList{"--render", "OUT", "--size", "40x30", "a.xyz"}
+                                      << "No layer plug-in reads files like a.xyz";
         QTest::newRow("no size") << QStringList{"--render", "OUT", "IN"} << "--size";
         QTest::newRow("zero size") << QStringList{"--render", "OUT", "--size", "0x30", "IN"} << "--size";
-        QTest::newRow("bad extent") << QStringList{"--render", "OUT", "--size", "40x30", "--extent", "1,2,3", "IN"} << "--extent";
-        QTest::newRow("two files") << QStringList{"--render", "OUT", "--size", "40x30", "a.png", "b.png"} << "exactly one";
-        QTest::newRow("unwritable output") << QStringList{"--render", "/nonexistent/dir/out.png", "--size", "40x30", "IN"} << "could not be written";
+        QTest::newRow("bad extent") << QStringList{"--render", "OUT", "--size", "40x30", "--extent", "1,2,3", "IN"}
+                                    << "--extent";
+        QTest::newRow("two files") << QStringList{"--render", "OUT", "--size", "40x30", "a.png", "b.png"}
+                                   << "exactly one";
+        QTest::newRow("unwritable output")
+            << QStringList{"--render", "/nonexistent/dir/out.png", "--size", "40x30", "IN"} << "could not be written";
     }
 
     void renderFailuresExitWithAMessage()
@@ -170,9 +172,8 @@ private slots:
         const QString settings = dir.filePath("chosen.ini");
         const QString shot = dir.filePath("shot.png");
 
-        const Run run = runViewer({"--settings", settings, "--screenshot", shot, "--quit-after", "1500",
-                                   dir.filePath("a.tstr")},
-                                  dir.path());
+        const Run run = runViewer(
+            {"--settings", settings, "--screenshot", shot, "--quit-after", "1500", dir.filePath("a.tstr")}, dir.path());
         QVERIFY2(run.exitCode == 0, qPrintable(run.errors));
         QVERIFY2(run.errors.contains("libbroken.so could not be loaded"), qPrintable(run.errors));
         QVERIFY2(run.errors.contains("libnotaplugin.so could not be loaded"), qPrintable(run.errors));

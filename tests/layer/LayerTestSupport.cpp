@@ -35,8 +35,7 @@ bool run(const QString& program, const QStringList& arguments, QString* output)
     process.setProcessChannelMode(QProcess::MergedChannels);
     process.start(program, arguments);
     const bool finished = process.waitForFinished(180000);
-    if (output)
-        *output = QString::fromLocal8Bit(process.readAll());
+    if (output) *output = QString::fromLocal8Bit(process.readAll());
     return finished && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
 }
 
@@ -70,8 +69,7 @@ QString writePattern(const QString& folder, const QString& name, const QSize& si
 QString compressWith(const QString& tool, const QString& png, const QString& jp2, QStringList arguments)
 {
     const QString program = QStandardPaths::findExecutable(tool);
-    if (program.isEmpty() || png.isEmpty())
-        return QString();
+    if (program.isEmpty() || png.isEmpty()) return QString();
     QString output;
     if (!run(program, arguments, &output)) {
         qWarning("%s failed: %s", qPrintable(tool), qPrintable(output));
@@ -80,17 +78,17 @@ QString compressWith(const QString& tool, const QString& png, const QString& jp2
     return jp2;
 }
 
-} // namespace
+}  // namespace
 
-QString makeGdalImage(const QString& folder, const QString& name, const QSize& size, double ulx, double uly,
-                      double lrx, double lry)
+QString makeGdalImage(const QString& folder, const QString& name, const QSize& size, double ulx, double uly, double lrx,
+                      double lry)
 {
     const QString png = writePattern(folder, name, size);
     const QString jp2 = folder + QLatin1Char('/') + name + QStringLiteral(".jp2");
-    return compressWith(QStringLiteral("gdal_translate"), png, jp2,
-                        {"-q", "-of", "JP2OpenJPEG", "-a_srs", "EPSG:32633", "-a_ullr", QString::number(ulx, 'f', 3),
-                         QString::number(uly, 'f', 3), QString::number(lrx, 'f', 3), QString::number(lry, 'f', 3),
-                         png, jp2});
+    return compressWith(
+        QStringLiteral("gdal_translate"), png, jp2,
+        {"-q", "-of", "JP2OpenJPEG", "-a_srs", "EPSG:32633", "-a_ullr", QString::number(ulx, 'f', 3),
+         QString::number(uly, 'f', 3), QString::number(lrx, 'f', 3), QString::number(lry, 'f', 3), png, jp2});
 }
 
 QString makeOpjImage(const QString& folder, const QString& name, const QSize& size)
@@ -105,16 +103,17 @@ QImage renderWithXrvtool(const QString& file, double x1, double y1, double x2, d
                          const QStringList& extra)
 {
     static int counter = 0;
-    const QString out = QDir::tempPath() + QStringLiteral("/xrvlayer-reference-%1-%2.png")
-                                               .arg(QCoreApplication::applicationPid())
-                                               .arg(++counter);
-    QStringList arguments{QStringLiteral("render"), file, out, QStringLiteral("--size"),
-                          QStringLiteral("%1x%2").arg(size.width()).arg(size.height()), QStringLiteral("--extent"),
-                          QStringLiteral("%1,%2,%3,%4")
-                              .arg(x1, 0, 'f', 6)
-                              .arg(y1, 0, 'f', 6)
-                              .arg(x2, 0, 'f', 6)
-                              .arg(y2, 0, 'f', 6)};
+    const QString out =
+        QDir::tempPath() +
+        QStringLiteral("/xrvlayer-reference-%1-%2.png").arg(QCoreApplication::applicationPid()).arg(++counter);
+    QStringList arguments{
+        QStringLiteral("render"),
+        file,
+        out,
+        QStringLiteral("--size"),
+        QStringLiteral("%1x%2").arg(size.width()).arg(size.height()),
+        QStringLiteral("--extent"),
+        QStringLiteral("%1,%2,%3,%4").arg(x1, 0, 'f', 6).arg(y1, 0, 'f', 6).arg(x2, 0, 'f', 6).arg(y2, 0, 'f', 6)};
     arguments << extra;
     QString output;
     if (!run(QStringLiteral(XRV_XRVTOOL), arguments, &output)) {
@@ -145,7 +144,7 @@ bool refreshOfView(const QList<QVariant>& arguments, const PLKSetViewInfo& view)
            arguments.value(2).toDouble() == view.fBottomX && arguments.value(3).toDouble() == view.fRightY;
 }
 
-} // namespace
+}  // namespace
 
 bool waitForFinalPicture(Korvane::XRVJP2kLayer& layer, QSignalSpy& spy, int timeoutMs)
 {
@@ -156,14 +155,11 @@ bool waitForFinalPicture(Korvane::XRVJP2kLayer& layer, QSignalSpy& spy, int time
     while (clock.elapsed() < timeoutMs) {
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
         XRVJP2kRenderer* renderer = rendererOf(layer);
-        if (!renderer)
-            return false;
+        if (!renderer) return false;
         const PLKSetViewInfo view = renderer->GetSetViewInfo();
         bool seen = false;
-        for (const QList<QVariant>& arguments : qAsConst(spy))
-            seen = seen || refreshOfView(arguments, view);
-        if (seen && renderer->getPercentComplete() == 100)
-            return true;
+        for (const QList<QVariant>& arguments : qAsConst(spy)) seen = seen || refreshOfView(arguments, view);
+        if (seen && renderer->getPercentComplete() == 100) return true;
         QTest::qWait(5);
     }
     return false;
@@ -188,16 +184,14 @@ QImage paintLayer(Korvane::XRVJP2kLayer& layer, const QSize& size, double x1, do
 
 int differingPixels(const QImage& a, const QImage& b)
 {
-    if (a.size() != b.size())
-        return -1;
+    if (a.size() != b.size()) return -1;
     const QImage left = a.convertToFormat(QImage::Format_ARGB32_Premultiplied);
     const QImage right = b.convertToFormat(QImage::Format_ARGB32_Premultiplied);
     int count = 0;
     for (int y = 0; y < left.height(); ++y)
         for (int x = 0; x < left.width(); ++x)
-            if (left.pixel(x, y) != right.pixel(x, y))
-                ++count;
+            if (left.pixel(x, y) != right.pixel(x, y)) ++count;
     return count;
 }
 
-} // namespace LayerTest
+}  // namespace LayerTest

@@ -26,8 +26,8 @@ QString makeImage(const QString& folder, const QString& name, const QStringList&
 // A Qt-drawn pattern turned into <name>.jp2, georeferenced (EPSG:32633, the corners given) by
 // gdal_translate, or plain by opj_compress (tiles, 4 levels, 2 quality layers); the path, or
 // empty when that fails or the tool is absent.
-QString makeGdalImage(const QString& folder, const QString& name, const QSize& size, double ulx, double uly,
-                      double lrx, double lry);
+QString makeGdalImage(const QString& folder, const QString& name, const QSize& size, double ulx, double uly, double lrx,
+                      double lry);
 QString makeOpjImage(const QString& folder, const QString& name, const QSize& size);
 // xrvtool render of the world window from (x1, y1) to (x2, y2) at the given size; null on failure.
 QImage renderWithXrvtool(const QString& file, double x1, double y1, double x2, double y2, const QSize& size,
@@ -45,4 +45,4 @@ QImage paintLayer(Korvane::XRVJP2kLayer& layer, const QSize& size, double x1, do
 // Number of pixels whose premultiplied ARGB values differ; -1 for pictures of different sizes.
 int differingPixels(const QImage& a, const QImage& b);
 
-} // namespace LayerTest
+}  // namespace LayerTest

@@ -12,8 +12,7 @@
 
 using Korvane::XRVJP2kLayer;
 
-class TestDataSource : public QObject
-{
+class TestDataSource : public QObject {
     Q_OBJECT
 
 private slots:
@@ -46,8 +45,7 @@ private:
 void TestDataSource::initTestCase()
 {
     QVERIFY(folder.isValid());
-    rgb = LayerTest::makeImage(folder.path(), "rgb.jp2",
-                               {"--levels", "4", "--layers", "2", "--progression", "LRCP"});
+    rgb = LayerTest::makeImage(folder.path(), "rgb.jp2", {"--levels", "4", "--layers", "2", "--progression", "LRCP"});
     QVERIFY(!rgb.isEmpty());
     PLKInit();
 }
@@ -65,8 +63,7 @@ void TestDataSource::cleanupTestCase()
 std::unique_ptr<XRVJP2kLayer> TestDataSource::openLayer(const QString& file)
 {
     std::unique_ptr<XRVJP2kLayer> layer(new XRVJP2kLayer(nullptr));
-    if (!layer->setDataSource(file))
-        qWarning("%s", qPrintable(layer->getLastError()));
+    if (!layer->setDataSource(file)) qWarning("%s", qPrintable(layer->getLastError()));
     return layer;
 }
 
@@ -82,18 +79,18 @@ void TestDataSource::urlFiles_data()
 {
     QTest::addColumn<QString>("content");
     QTest::addColumn<bool>("rejected");  // by the layer itself, before anything is closed
-    QTest::addColumn<QString>("error");   // the whole text when rejected, else a part of it
-    QTest::newRow("stream address") << "[InternetShortcut]\r\nURL=xrvp://server/images/site.xrv\r\n" << false
-                                    << "'xrvp://server/images/site.xrv'";
+    QTest::addColumn<QString>("error");  // the whole text when rejected, else a part of it
+    QTest::newRow("stream address") << "[InternetShortcut]\r\nURL=xrvp://server/images/site.xrv\r\n"
+                                    << false << "'xrvp://server/images/site.xrv'";
     QTest::newRow("Url= is not an address line") << "Url=xrvp://server/x.xrv\n" << false << "Site.URL'";
-    QTest::newRow("text after a second = dropped") << "URL=xrvp://server/a.xrv?x=1\n" << false
-                                                   << "'xrvp://server/a.xrv?x'";
-    QTest::newRow("the last address wins") << "URL=xrvp://a/1.xrv\nurl=xrvps://b/2.xrv\n" << false
-                                           << "'xrvps://b/2.xrv'";
-    QTest::newRow("jpip goes on to the engine") << "URL=jpip://server/image.jp2\n" << false
-                                                << "'jpip://server/image.jp2'";
-    QTest::newRow("other protocol") << "URL=http://server/a.jp2\n" << true
-                                    << "URL file contains non supported protocol type.";
+    QTest::newRow("text after a second = dropped") << "URL=xrvp://server/a.xrv?x=1\n"
+                                                   << false << "'xrvp://server/a.xrv?x'";
+    QTest::newRow("the last address wins") << "URL=xrvp://a/1.xrv\nurl=xrvps://b/2.xrv\n"
+                                           << false << "'xrvps://b/2.xrv'";
+    QTest::newRow("jpip goes on to the engine") << "URL=jpip://server/image.jp2\n"
+                                                << false << "'jpip://server/image.jp2'";
+    QTest::newRow("other protocol") << "URL=http://server/a.jp2\n"
+                                    << true << "URL file contains non supported protocol type.";
     QTest::newRow("no such file") << QString() << true << "Could not open URL file.";
 }
 
@@ -203,8 +200,8 @@ void TestDataSource::describesImage_data()
     QTest::addColumn<QString>("cellType");
     QTest::addColumn<int>("colourSpace");
     QTest::addColumn<QString>("crs");
-    QTest::newRow("rgb") << QStringList() << QVector<int>{0, 1, 2} << QStringList{"Red", "Green", "Blue"}
-                         << "UInt8" << 0 << "epsg:32633";
+    QTest::newRow("rgb") << QStringList() << QVector<int>{0, 1, 2} << QStringList{"Red", "Green", "Blue"} << "UInt8"
+                         << 0 << "epsg:32633";
     QTest::newRow("rgb with opacity") << QStringList{"--bands", "4"} << QVector<int>{0, 1, 2, 3}
                                       << QStringList{"Red", "Green", "Blue", "AllOpacity"} << "UInt8" << 0
                                       << "epsg:32633";
@@ -244,13 +241,27 @@ void TestDataSource::formatAndProtocol_data()
     QTest::addColumn<QString>("format");
     QTest::addColumn<QString>("protocol");
     // The extension is compared lower-cased for the format but as written for the protocol.
-    QTest::newRow("A.XRV") << "A.XRV" << "MILTO XRV" << "Local file";
-    QTest::newRow("b.xrv") << "b.xrv" << "MILTO XRV" << "Local XRV file";
-    QTest::newRow("c.JP2") << "c.JP2" << "JPEG 2000" << "Local file";
-    QTest::newRow("d.jp2") << "d.jp2" << "JPEG 2000" << "Local JPEG 2000 file";
-    QTest::newRow("e.jpx") << "e.jpx" << "JPEG 2000" << "Local file";
-    QTest::newRow("f.jpc") << "f.jpc" << "JPEG 2000" << "Local file";
-    QTest::newRow("g.j2k") << "g.j2k" << "Unknown" << "Local file";
+    QTest::newRow("A.XRV") << "A.XRV"
+                           << "MILTO XRV"
+                           << "Local file";
+    QTest::newRow("b.xrv") << "b.xrv"
+                           << "MILTO XRV"
+                           << "Local XRV file";
+    QTest::newRow("c.JP2") << "c.JP2"
+                           << "JPEG 2000"
+                           << "Local file";
+    QTest::newRow("d.jp2") << "d.jp2"
+                           << "JPEG 2000"
+                           << "Local JPEG 2000 file";
+    QTest::newRow("e.jpx") << "e.jpx"
+                           << "JPEG 2000"
+                           << "Local file";
+    QTest::newRow("f.jpc") << "f.jpc"
+                           << "JPEG 2000"
+                           << "Local file";
+    QTest::newRow("g.j2k") << "g.j2k"
+                           << "Unknown"
+                           << "Local file";
 }
 
 void TestDataSource::formatAndProtocol()

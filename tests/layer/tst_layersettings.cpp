@@ -12,8 +12,7 @@ using Korvane::XRVJP2kLayer;
 using Setter = void (*)(XRVJP2kLayer&);
 Q_DECLARE_METATYPE(Setter)
 
-class TestLayerSettings : public QObject
-{
+class TestLayerSettings : public QObject {
     Q_OBJECT
 
 private slots:
@@ -57,8 +56,7 @@ void TestLayerSettings::cleanupTestCase()
 std::unique_ptr<XRVJP2kLayer> TestLayerSettings::openLayer()
 {
     std::unique_ptr<XRVJP2kLayer> layer(new XRVJP2kLayer(nullptr));
-    if (!layer->setDataSource(image))
-        qWarning("%s", qPrintable(layer->getLastError()));
+    if (!layer->setDataSource(image)) qWarning("%s", qPrintable(layer->getLastError()));
     return layer;
 }
 
@@ -78,8 +76,8 @@ void TestLayerSettings::settingsAtConstruction_data()
                                     << QVariant(QColor(Qt::red));
     QTest::newRow("colour unreadable") << "OutlineColor" << QVariant("no colour") << "OutlineColor"
                                        << QVariant(QColor());
-    QTest::newRow("bilinear for new sources") << "ResampleType" << QVariant(1) << "ResampleMethod"
-                                              << QVariant::fromValue(XRVJP2kLayer::Bilinear);
+    QTest::newRow("bilinear for new sources")
+        << "ResampleType" << QVariant(1) << "ResampleMethod" << QVariant::fromValue(XRVJP2kLayer::Bilinear);
 }
 
 void TestLayerSettings::settingsAtConstruction()
@@ -112,24 +110,44 @@ void TestLayerSettings::redrawRules_data()
     auto row = [](const char* name, Setter change, bool decodesAgain, bool redraws) {
         QTest::newRow(name) << change << decodesAgain << redraws;
     };
-    row("band list", [](XRVJP2kLayer& l) { l.setBandList({2, 1, 0}); }, true, true);
-    row("transform clip", [](XRVJP2kLayer& l) { l.setTransformClip(90); }, true, true);
-    row("texture dither", [](XRVJP2kLayer& l) { l.setTextureDither(true); }, true, true);
-    row("quality layers", [](XRVJP2kLayer& l) { l.setJp2QualityLayers(2); }, true, true);
-    row("progressive mode", [](XRVJP2kLayer& l) { l.setProgressive(true); }, true, true);
-    row("resample type", [](XRVJP2kLayer& l) { l.setResampleType(XRVJP2kLayer::Bilinear); }, true, false);
-    row("same resample type", [](XRVJP2kLayer& l) { l.setResampleType(XRVJP2kLayer::NearestNeighbour); }, false,
-        false);
-    row("smoothing", [](XRVJP2kLayer& l) { l.setPixmapSmoothing(true); }, false, true);
-    row("outline", [](XRVJP2kLayer& l) { l.setDrawOutline(true); }, false, true);
-    row("outline colour", [](XRVJP2kLayer& l) { l.setOutlineColor(Qt::blue); }, false, true);
-    row("visibility", [](XRVJP2kLayer& l) { l.setVisible(false); }, false, true);
-    row("transparency", [](XRVJP2kLayer& l) { l.setTransparency(0.5); }, false, false);
-    row("contrast", [](XRVJP2kLayer& l) { l.setContrast(1.5); }, false, false);
-    row("brightness", [](XRVJP2kLayer& l) { l.setBrightness(0.5); }, false, false);
-    row("hill shade", [](XRVJP2kLayer& l) { l.setHillShade(true); }, false, false);
-    row("read method", [](XRVJP2kLayer& l) { l.setReadRGBA(false); }, false, false);
-    row("free cache", [](XRVJP2kLayer& l) { l.setFreeCache(false); }, false, false);
+    row(
+        "band list",
+        [](XRVJP2kLayer& l) {
+            l.setBandList({2, 1, 0});
+        },
+        true, true);
+    row(
+        "transform clip", [](XRVJP2kLayer& l) { l.setTransformClip(90); }, true, true);
+    row(
+        "texture dither", [](XRVJP2kLayer& l) { l.setTextureDither(true); }, true, true);
+    row(
+        "quality layers", [](XRVJP2kLayer& l) { l.setJp2QualityLayers(2); }, true, true);
+    row(
+        "progressive mode", [](XRVJP2kLayer& l) { l.setProgressive(true); }, true, true);
+    row(
+        "resample type", [](XRVJP2kLayer& l) { l.setResampleType(XRVJP2kLayer::Bilinear); }, true, false);
+    row(
+        "same resample type", [](XRVJP2kLayer& l) { l.setResampleType(XRVJP2kLayer::NearestNeighbour); }, false, false);
+    row(
+        "smoothing", [](XRVJP2kLayer& l) { l.setPixmapSmoothing(true); }, false, true);
+    row(
+        "outline", [](XRVJP2kLayer& l) { l.setDrawOutline(true); }, false, true);
+    row(
+        "outline colour", [](XRVJP2kLayer& l) { l.setOutlineColor(Qt::blue); }, false, true);
+    row(
+        "visibility", [](XRVJP2kLayer& l) { l.setVisible(false); }, false, true);
+    row(
+        "transparency", [](XRVJP2kLayer& l) { l.setTransparency(0.5); }, false, false);
+    row(
+        "contrast", [](XRVJP2kLayer& l) { l.setContrast(1.5); }, false, false);
+    row(
+        "brightness", [](XRVJP2kLayer& l) { l.setBrightness(0.5); }, false, false);
+    row(
+        "hill shade", [](XRVJP2kLayer& l) { l.setHillShade(true); }, false, false);
+    row(
+        "read method", [](XRVJP2kLayer& l) { l.setReadRGBA(false); }, false, false);
+    row(
+        "free cache", [](XRVJP2kLayer& l) { l.setFreeCache(false); }, false, false);
 }
 
 void TestLayerSettings::redrawRules()

@@ -15,8 +15,7 @@
 
 using Korvane::XRVJP2kLayer;
 
-class TestRenderer : public QObject
-{
+class TestRenderer : public QObject {
     Q_OBJECT
 
 private slots:
@@ -72,8 +71,7 @@ void TestRenderer::cleanupTestCase()
 std::unique_ptr<XRVJP2kLayer> TestRenderer::openLayer(const QString& file)
 {
     std::unique_ptr<XRVJP2kLayer> layer(new XRVJP2kLayer(nullptr));
-    if (!layer->setDataSource(file))
-        qWarning("%s", qPrintable(layer->getLastError()));
+    if (!layer->setDataSource(file)) qWarning("%s", qPrintable(layer->getLastError()));
     return layer;
 }
 
@@ -175,8 +173,7 @@ void TestRenderer::brightnessTwoPaintsWhite()
     layer->setBrightness(2.0);
     const QImage white = LayerTest::paintLayer(*layer, QSize(64, 64), 500000, 5300000, 501024, 5298976);
     for (int y = 0; y < 64; ++y)
-        for (int x = 0; x < 64; ++x)
-            QCOMPARE(white.pixel(x, y), qRgb(255, 255, 255));
+        for (int x = 0; x < 64; ++x) QCOMPARE(white.pixel(x, y), qRgb(255, 255, 255));
     // Hill shading draws a veil that ignores the data: black at the layer's opacity.
     layer->setBrightness(1.0);
     layer->setHillShade(true);
@@ -276,8 +273,7 @@ void TestRenderer::wideDataMatchesXrvtool()
 {
     QFETCH(QString, kind);
     QFETCH(int, clipSetting);
-    if (clipSetting >= 0)
-        Korvane::Application::settings()->setValue("XRVJP2kLayer/DefaultClipTransform", clipSetting);
+    if (clipSetting >= 0) Korvane::Application::settings()->setValue("XRVJP2kLayer/DefaultClipTransform", clipSetting);
     const QString file = kind == "grey16" ? grey16 : rgba16;
     auto layer = openLayer(file);
     const int clip = clipSetting >= 0 ? clipSetting : 99;
@@ -302,9 +298,8 @@ void TestRenderer::cancelledReadKeepsPicture()
 
     LayerTest::rendererOf(*layer)->cancelRead();
     layer->setView(64, 64, 500512, top, 501024, bottom);  // the right half; its read is abandoned
-    QCOMPARE(LayerTest::differingPixels(LayerTest::paintLayer(*layer, QSize(64, 64), 500000, top, 500512, bottom),
-                                        left),
-             0);
+    QCOMPARE(
+        LayerTest::differingPixels(LayerTest::paintLayer(*layer, QSize(64, 64), 500000, top, 500512, bottom), left), 0);
     // The cancel was honoured once: the next paint reads the right half, which leaves the
     // left half empty.
     const QImage again = LayerTest::paintLayer(*layer, QSize(64, 64), 500000, top, 500512, bottom);

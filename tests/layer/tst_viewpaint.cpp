@@ -11,15 +11,13 @@
 using Korvane::XRVJP2kLayer;
 
 namespace {
-struct ViewBox
-{
+struct ViewBox {
     double x1, y1, x2, y2;
 };
-} // namespace
+}  // namespace
 Q_DECLARE_METATYPE(ViewBox)
 
-class TestViewPaint : public QObject
-{
+class TestViewPaint : public QObject {
     Q_OBJECT
 
 private slots:
@@ -65,8 +63,7 @@ void TestViewPaint::cleanupTestCase()
 std::unique_ptr<XRVJP2kLayer> TestViewPaint::openLayer(const QString& file)
 {
     std::unique_ptr<XRVJP2kLayer> layer(new XRVJP2kLayer(nullptr));
-    if (!layer->setDataSource(file))
-        qWarning("%s", qPrintable(layer->getLastError()));
+    if (!layer->setDataSource(file)) qWarning("%s", qPrintable(layer->getLastError()));
     return layer;
 }
 
@@ -77,12 +74,12 @@ void TestViewPaint::clipsAndSnaps_data()
     QTest::addColumn<bool>("onImage");
     QTest::addColumn<ViewBox>("expected");
     QTest::addColumn<QSize>("expectedSize");
-    QTest::newRow("left half off the image") << QSize(1000, 1000) << ViewBox{-500, 1000, 500, 0} << true
-                                             << ViewBox{0, 1000, 500, 0} << QSize(500, 1000);
-    QTest::newRow("fractions snapped outward") << QSize(100, 100) << ViewBox{10.5, 989.5, 20.5, 979.5} << true
-                                               << ViewBox{10, 990, 21, 979} << QSize(109, 109);
-    QTest::newRow("image inside a larger window") << QSize(800, 800) << ViewBox{-1000, 2000, 2000, -1000} << true
-                                                  << ViewBox{0, 1000, 1000, 0} << QSize(266, 266);
+    QTest::newRow("left half off the image")
+        << QSize(1000, 1000) << ViewBox{-500, 1000, 500, 0} << true << ViewBox{0, 1000, 500, 0} << QSize(500, 1000);
+    QTest::newRow("fractions snapped outward")
+        << QSize(100, 100) << ViewBox{10.5, 989.5, 20.5, 979.5} << true << ViewBox{10, 990, 21, 979} << QSize(109, 109);
+    QTest::newRow("image inside a larger window")
+        << QSize(800, 800) << ViewBox{-1000, 2000, 2000, -1000} << true << ViewBox{0, 1000, 1000, 0} << QSize(266, 266);
     QTest::newRow("right of the image") << QSize(500, 500) << ViewBox{1500, 1000, 2500, 0} << false << ViewBox{}
                                         << QSize();
     QTest::newRow("below the image") << QSize(500, 500) << ViewBox{0, -100, 1000, -200} << false << ViewBox{}
@@ -142,8 +139,7 @@ void TestViewPaint::halvesBlockingViewsWhileRoaming()
     Korvane::Application::settings()->setValue("XRVJP2kLayer/OpenProgressive", progressive);
     Korvane::Application::settings()->setValue("XRVJP2kLayer/AdaptiveRendering", adaptive);
     auto layer = openLayer(square);
-    if (updating)
-        layer->beginUpdate(false);  // the flag is not what starts the update
+    if (updating) layer->beginUpdate(false);  // the flag is not what starts the update
     layer->setView(1001, 801, 0, 1000, 1000, 0);
     QCOMPARE(QSize(int(LayerTest::viewOf(*layer).nSizeX), int(LayerTest::viewOf(*layer).nSizeY)), expected);
     layer->endUpdate();
@@ -174,8 +170,8 @@ void TestViewPaint::backingPictureStaysHidden()
         layer->setTransparency(transparency);
         const QRectF bounds = layer->getBounds();
         layer->setView(256, 256, bounds.left(), bounds.top(), bounds.right(), bounds.bottom());
-        pictures[backed] = LayerTest::paintLayer(*layer, QSize(256, 256), bounds.left(), bounds.top(),
-                                                 bounds.right(), bounds.bottom());
+        pictures[backed] = LayerTest::paintLayer(*layer, QSize(256, 256), bounds.left(), bounds.top(), bounds.right(),
+                                                 bounds.bottom());
     }
     int seeThrough = 0;  // pixels where a picture underneath would show
     for (int y = 0; y < 256; ++y)

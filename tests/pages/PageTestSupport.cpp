@@ -64,8 +64,8 @@ MadeImages makeImages(const QString& folder)
 {
     MadeImages made;
     made.grey = compress(folder, "grey", greyImage(),
-                         {"-n", "3", "-c", "[64,32],[32,16]", "-b", "16,8", "-t", "32,24", "-p", "RLCP", "-SOP",
-                          "-EPH", "-I", "-r", "20,10,1", "-C", "grey test"},
+                         {"-n", "3", "-c", "[64,32],[32,16]", "-b", "16,8", "-t", "32,24", "-p", "RLCP", "-SOP", "-EPH",
+                          "-I", "-r", "20,10,1", "-C", "grey test"},
                          made.error);
     made.rgba = compress(folder, "rgba", rgbaImage(), {}, made.error);
     return made;
@@ -101,16 +101,16 @@ void Layers::open(const QString& folder)
 Korvane::Map::Layer* Layers::get(Source source)
 {
     switch (source) {
-    case Sample:
-        return m_sample->isValid() ? m_sample.get() : nullptr;
-    case Grey:
-        return m_grey->isValid() ? m_grey.get() : nullptr;
-    case Rgba:
-        return m_rgba->isValid() ? m_rgba.get() : nullptr;
-    case NoSource:
-        return m_noSource.get();
-    case OtherClass:
-        return &m_other;
+        case Sample:
+            return m_sample->isValid() ? m_sample.get() : nullptr;
+        case Grey:
+            return m_grey->isValid() ? m_grey.get() : nullptr;
+        case Rgba:
+            return m_rgba->isValid() ? m_rgba.get() : nullptr;
+        case NoSource:
+            return m_noSource.get();
+        case OtherClass:
+            return &m_other;
     }
     return nullptr;
 }
@@ -118,14 +118,14 @@ Korvane::Map::Layer* Layers::get(Source source)
 QString Layers::path(Source source) const
 {
     switch (source) {
-    case Sample:
-        return samplePath();
-    case Grey:
-        return m_images.grey;
-    case Rgba:
-        return m_images.rgba;
-    default:
-        return QString();
+        case Sample:
+            return samplePath();
+        case Grey:
+            return m_images.grey;
+        case Rgba:
+            return m_images.rgba;
+        default:
+            return QString();
     }
 }
 

@@ -79,7 +79,7 @@ QString clipboardText();
 
 // Runs the test object under the host's application object, with a settings store of its own
 // and the engine started, as the pages run in the viewer.
-#define LAYER_OR_SKIP(var, layers, source)     \
+#define LAYER_OR_SKIP(var, layers, source)           \
     Korvane::Map::Layer* var = (layers).get(source); \
     if (!var) QSKIP("the image for this case could not be found or made")
 

@@ -14,17 +14,32 @@
 
 namespace {
 
-const QStringList kFileInfoFields{"xrvpVersion",    "fileFormatVersion", "gdtDatum",       "gdtProjection",
-                                  "gdtUnits",       "compressedSize",    "uncompressedSize", "targetCompress",
-                                  "actualCompress", "blockSize",         "compressDate",   "classification",
-                                  "acquisitionDate", "acquisitionSensorName", "compressionSoftware", "author",
-                                  "copyright",      "company",           "email",          "address",
+const QStringList kFileInfoFields{"xrvpVersion",
+                                  "fileFormatVersion",
+                                  "gdtDatum",
+                                  "gdtProjection",
+                                  "gdtUnits",
+                                  "compressedSize",
+                                  "uncompressedSize",
+                                  "targetCompress",
+                                  "actualCompress",
+                                  "blockSize",
+                                  "compressDate",
+                                  "classification",
+                                  "acquisitionDate",
+                                  "acquisitionSensorName",
+                                  "compressionSoftware",
+                                  "author",
+                                  "copyright",
+                                  "company",
+                                  "email",
+                                  "address",
                                   "telephone"};
 
-const QStringList kJp2Fields{"Comments",       "Profile",          "tileDimensions", "tileSizes",
-                             "precinctSizesX", "precinctSizesY",   "codeBlockSize",  "bitDepth",
-                             "resolutionLevels", "qualityLayers",  "progressionOrder", "DWTfilter",
-                             "useSOP",         "useEPH",           "useGML"};
+const QStringList kJp2Fields{
+    "Comments",         "Profile",       "tileDimensions", "tileSizes",        "precinctSizesX",
+    "precinctSizesY",   "codeBlockSize", "bitDepth",       "resolutionLevels", "qualityLayers",
+    "progressionOrder", "DWTfilter",     "useSOP",         "useEPH",           "useGML"};
 
 QWidget* makePage(const QString& className)
 {
@@ -72,15 +87,21 @@ void TestHeaderPages::forms_data()
     QTest::addColumn<QString>("formName");
     QTest::addColumn<QString>("title");
     QTest::addColumn<QSize>("size");
-    QTest::newRow("file information") << "XRVJP2kLayerFileInfo" << "XRVJP2kLayerFileInfo" << "XRV Info"
-                                      << QSize(414, 453);
-    QTest::newRow("JPEG 2000 header") << "XRVJP2kLayerJP2FileInfo" << "XRVJP2kLayerJP2FileInfo" << "JP2 Info"
-                                      << QSize(439, 455);
-    QTest::newRow("RPC") << "XRVJP2kLayerRPCInfo" << "XRVJP2kLayerRPCInfo" << "RPC Info" << QSize(353, 342);
-    QTest::newRow("statistics") << "XRVJP2kLayerStatistics" << "XRVJP2kLayerStatistics" << "Statistics"
-                                << QSize(354, 279);
-    QTest::newRow("metadata") << "XRVJP2kLayerMetaDataBox" << "XRVJP2LayerMetaDataBox" << "Metadata"
-                              << QSize(321, 298);
+    QTest::newRow("file information") << "XRVJP2kLayerFileInfo"
+                                      << "XRVJP2kLayerFileInfo"
+                                      << "XRV Info" << QSize(414, 453);
+    QTest::newRow("JPEG 2000 header") << "XRVJP2kLayerJP2FileInfo"
+                                      << "XRVJP2kLayerJP2FileInfo"
+                                      << "JP2 Info" << QSize(439, 455);
+    QTest::newRow("RPC") << "XRVJP2kLayerRPCInfo"
+                         << "XRVJP2kLayerRPCInfo"
+                         << "RPC Info" << QSize(353, 342);
+    QTest::newRow("statistics") << "XRVJP2kLayerStatistics"
+                                << "XRVJP2kLayerStatistics"
+                                << "Statistics" << QSize(354, 279);
+    QTest::newRow("metadata") << "XRVJP2kLayerMetaDataBox"
+                              << "XRVJP2LayerMetaDataBox"
+                              << "Metadata" << QSize(321, 298);
 }
 
 // The host finds the pages through the page interface and shows them at the form's size.
@@ -107,9 +128,14 @@ void TestHeaderPages::fileInfo_data()
     QTest::addColumn<QString>("units");
     QTest::addColumn<QString>("uncompressed");
     QTest::addColumn<int>("targetRate");
-    QTest::newRow("georeferenced RGB sample")
-        << int(PageTest::Sample) << "WGS_1984" << "WGS 84 / UTM zone 33N" << "Meters" << "192.00 MB" << 17;
-    QTest::newRow("grey") << int(PageTest::Grey) << "RAW" << "RAW" << "Unknown" << "4.50 KB" << 3;
+    QTest::newRow("georeferenced RGB sample") << int(PageTest::Sample) << "WGS_1984"
+                                              << "WGS 84 / UTM zone 33N"
+                                              << "Meters"
+                                              << "192.00 MB" << 17;
+    QTest::newRow("grey") << int(PageTest::Grey) << "RAW"
+                          << "RAW"
+                          << "Unknown"
+                          << "4.50 KB" << 3;
 }
 
 // The fields, and the clipboard's ten lines (no authoring metadata in JPEG 2000 files), each
@@ -134,25 +160,24 @@ void TestHeaderPages::fileInfo()
     page.setLayer(pLayer);
 
     QCOMPARE(PageTest::fieldTexts(&page, kFileInfoFields).mid(0, 11),
-             QStringList({"xrvpVersion=Local file", "fileFormatVersion=1", "gdtDatum=" + datum,
-                          "gdtProjection=" + projection, "gdtUnits=" + units,
-                          "compressedSize=" + xrvLayer->getSizeOnDisk(), "uncompressedSize=" + uncompressed,
-                          QString("targetCompress=%1 : 1").arg(targetRate),
-                          QString("actualCompress=%1 : 1").arg(cellBytes / fileBytes), "blockSize=",
-                          "compressDate=" + date}));
+             QStringList(
+                 {"xrvpVersion=Local file", "fileFormatVersion=1", "gdtDatum=" + datum, "gdtProjection=" + projection,
+                  "gdtUnits=" + units, "compressedSize=" + xrvLayer->getSizeOnDisk(),
+                  "uncompressedSize=" + uncompressed, QString("targetCompress=%1 : 1").arg(targetRate),
+                  QString("actualCompress=%1 : 1").arg(cellBytes / fileBytes), "blockSize=", "compressDate=" + date}));
     // A JPEG 2000 file has no block size; the field says so in its placeholder.
     QCOMPARE(PageTest::field(&page, "blockSize")->placeholderText(), QString("Not valid for .jp2 files"));
 
     PageTest::putSentinelOnClipboard();
     QTest::mouseClick(page.findChild<QPushButton*>("copyToClipboard"), Qt::LeftButton);
-    QCOMPARE(PageTest::clipboardText(),
-             PageTest::joinedWithCarriageReturns(
-                 {"XRVP Version = Local file", "Format Version = 1", "GDT Datum = " + datum,
-                  "GDT Projection = " + projection, "GDT Units = " + units,
-                  "Compressed Size = " + xrvLayer->getSizeOnDisk(), "Uncompressed Size = " + uncompressed,
-                  QString("Target Compression Rate = %1:1").arg(targetRate),
-                  QString("Actual Compression Ratio = %1:1").arg(double(info->fActualCompressionRate), 0, 'f', 2),
-                  "Compression Date = " + date}));
+    QCOMPARE(
+        PageTest::clipboardText(),
+        PageTest::joinedWithCarriageReturns(
+            {"XRVP Version = Local file", "Format Version = 1", "GDT Datum = " + datum,
+             "GDT Projection = " + projection, "GDT Units = " + units, "Compressed Size = " + xrvLayer->getSizeOnDisk(),
+             "Uncompressed Size = " + uncompressed, QString("Target Compression Rate = %1:1").arg(targetRate),
+             QString("Actual Compression Ratio = %1:1").arg(double(info->fActualCompressionRate), 0, 'f', 2),
+             "Compression Date = " + date}));
 }
 
 void TestHeaderPages::fileInfoWithoutFileInformation_data()
@@ -220,8 +245,8 @@ void TestHeaderPages::jp2Fields()
     page.setLayer(grey);
     QCOMPARE(PageTest::fieldTexts(&page, kJp2Fields),
              QStringList({"Comments=grey test", "Profile=2", "tileDimensions=3 x 2", "tileSizes=32 x 24",
-                          "precinctSizesX=16,32,64", "precinctSizesY=8,16,32", "codeBlockSize=16 x 8",
-                          "bitDepth=8", "resolutionLevels=3", "qualityLayers=3", "progressionOrder=RLCP",
+                          "precinctSizesX=16,32,64", "precinctSizesY=8,16,32", "codeBlockSize=16 x 8", "bitDepth=8",
+                          "resolutionLevels=3", "qualityLayers=3", "progressionOrder=RLCP",
                           "DWTfilter=9x7 (Irreversible)", "useSOP=true", "useEPH=true", "useGML=false"}));
 }
 
@@ -235,14 +260,12 @@ void TestHeaderPages::jp2Clipboard()
     QTest::mouseClick(page.findChild<QPushButton*>("copyToClipboard"), Qt::LeftButton);
     const QString precincts = "32768,32768,32768,32768,32768,32768";
     QCOMPARE(PageTest::clipboardText(),
-             PageTest::joinedWithCarriageReturns({"Comments = Made by mksample", "Profile = 2",
-                                        "Tiles Dimensions (X,Y) = 16 x 16", "Tile Width = 512", "Tile Height = 512",
-                                        "Precinct Sizes on X axis = " + precincts,
-                                        "Precinct Sizes on Y axis = " + precincts,
-                                        "Code Block Dimensions (X,Y) = 64 x 64", "Band Bit Depths = 8,8,8",
-                                        "Resolution Levels = 6", "Quality Layers = 4", "Progression Order = RPCL",
-                                        "Filter = 9x7 (Irreversible)", "SOP Markers = false", "EPH Markers = false",
-                                        "GML in JP2 = true"}));
+             PageTest::joinedWithCarriageReturns(
+                 {"Comments = Made by mksample", "Profile = 2", "Tiles Dimensions (X,Y) = 16 x 16", "Tile Width = 512",
+                  "Tile Height = 512", "Precinct Sizes on X axis = " + precincts,
+                  "Precinct Sizes on Y axis = " + precincts, "Code Block Dimensions (X,Y) = 64 x 64",
+                  "Band Bit Depths = 8,8,8", "Resolution Levels = 6", "Quality Layers = 4", "Progression Order = RPCL",
+                  "Filter = 9x7 (Irreversible)", "SOP Markers = false", "EPH Markers = false", "GML in JP2 = true"}));
 }
 
 void TestHeaderPages::jp2WithoutHeader_data()

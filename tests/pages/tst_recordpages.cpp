@@ -12,9 +12,9 @@
 
 namespace {
 
-const QStringList kRpcFields{"errorBias",     "errorRandom",     "lineOffset",     "lineScale",
-                             "latitudeOffset", "latitudeScale",  "longitudeOffset", "longitudeScale",
-                             "heightOffset",  "heightScale",     "sampleOffset",   "sampleScale"};
+const QStringList kRpcFields{"errorBias",      "errorRandom",   "lineOffset",      "lineScale",
+                             "latitudeOffset", "latitudeScale", "longitudeOffset", "longitudeScale",
+                             "heightOffset",   "heightScale",   "sampleOffset",    "sampleScale"};
 
 const QStringList kStatisticsFields{"mode", "median", "mean", "stddev", "min", "max"};
 
@@ -39,8 +39,7 @@ class EngineStatistics {
 public:
     explicit EngineStatistics(const QString& path)
     {
-        if (m_view.Open(PLK::CString(path.toStdWString()), false, false).Success())
-            m_view.GetClientStatistics(m_stats);
+        if (m_view.Open(PLK::CString(path.toStdWString()), false, false).Success()) m_view.GetClientStatistics(m_stats);
     }
     ~EngineStatistics() { PLKFreeStatistics(m_stats); }
     EngineStatistics(const EngineStatistics&) = delete;
@@ -61,8 +60,8 @@ public:
     QStringList fields(int b) const
     {
         const PLKBandStatistics& s = band(b);
-        return {"mode=" + value(s.fMode),   "median=" + value(s.fMedianVal), "mean=" + value(s.fMeanVal),
-                "stddev=" + value(s.fStandardDev), "min=" + value(s.fMinVal), "max=" + value(s.fMaxVal)};
+        return {"mode=" + value(s.fMode),          "median=" + value(s.fMedianVal), "mean=" + value(s.fMeanVal),
+                "stddev=" + value(s.fStandardDev), "min=" + value(s.fMinVal),       "max=" + value(s.fMaxVal)};
     }
 
 private:

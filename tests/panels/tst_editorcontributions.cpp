@@ -241,17 +241,23 @@ void TestEditorContributions::addAddress(const QString& address)
 
 void TestEditorContributions::addAddress_data()
 {
-    QTest::addColumn<QString>("open");       // sub-window active before: none, map or text
-    QTest::addColumn<QString>("address");    // "sample" for the bundled sample
-    QTest::addColumn<int>("subWindows");     // after the call
-    QTest::addColumn<int>("layers");         // in the map view, if there is one
+    QTest::addColumn<QString>("open");     // sub-window active before: none, map or text
+    QTest::addColumn<QString>("address");  // "sample" for the bundled sample
+    QTest::addColumn<int>("subWindows");   // after the call
+    QTest::addColumn<int>("layers");       // in the map view, if there is one
     QTest::addColumn<QString>("boxTitle");
-    QTest::addColumn<QString>("boxText");    // "*" for any text
-    QTest::newRow("no sub-window: a new map view") << "none" << "sample" << 1 << 1 << "" << "";
-    QTest::newRow("map view active") << "map" << "sample" << 1 << 1 << "" << "";
-    QTest::newRow("other sub-window active")
-        << "text" << "sample" << 1 << -1 << "Map View" << "Could not get map view from subwindow.";
-    QTest::newRow("failing address") << "map" << "xrvp://127.0.0.1:9/images/none.jp2" << 1 << 0 << "Map View"
+    QTest::addColumn<QString>("boxText");  // "*" for any text
+    QTest::newRow("no sub-window: a new map view") << "none"
+                                                   << "sample" << 1 << 1 << ""
+                                                   << "";
+    QTest::newRow("map view active") << "map"
+                                     << "sample" << 1 << 1 << ""
+                                     << "";
+    QTest::newRow("other sub-window active") << "text"
+                                             << "sample" << 1 << -1 << "Map View"
+                                             << "Could not get map view from subwindow.";
+    QTest::newRow("failing address") << "map"
+                                     << "xrvp://127.0.0.1:9/images/none.jp2" << 1 << 0 << "Map View"
                                      << "*";
 }
 

@@ -46,14 +46,22 @@ protected:
     int metric(PaintDeviceMetric metric) const override
     {
         switch (metric) {
-        case PdmWidth: return size.width();
-        case PdmHeight: return size.height();
-        case PdmDepth: return 32;
-        case PdmDevicePixelRatio: return 1;
-        case PdmDevicePixelRatioScaled: return int(devicePixelRatioFScale());
-        case PdmWidthMM: return size.width() / 4;
-        case PdmHeightMM: return size.height() / 4;
-        default: return 96;
+            case PdmWidth:
+                return size.width();
+            case PdmHeight:
+                return size.height();
+            case PdmDepth:
+                return 32;
+            case PdmDevicePixelRatio:
+                return 1;
+            case PdmDevicePixelRatioScaled:
+                return int(devicePixelRatioFScale());
+            case PdmWidthMM:
+                return size.width() / 4;
+            case PdmHeightMM:
+                return size.height() / 4;
+            default:
+                return 96;
         }
     }
 

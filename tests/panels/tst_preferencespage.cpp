@@ -239,20 +239,13 @@ void TestPreferencesPage::saveWritesEveryKey()
 
     m_page->onSavePrefs();
 
-    const QVariantMap expected{{"TextureDither", true},
-                               {"LocalXrvpCache", false},
-                               {"XrvpCacheDir", DefaultCacheDir},
-                               {"CacheMaxMemMb", 512},
-                               {"DiskCacheMaxSizeMb", 500},
-                               {"ResilientDecoding", false},
-                               {"OptimizeNonProgressive", false},
-                               {"OptimizeNearestNeighbour", false},
-                               {"AdaptiveRendering", true},
-                               {"DefaultClipTransform", 85},
-                               {"OpenProgressive", false},
-                               {"UseWinHTTPInXrvp", true},
-                               {"XRVPUserAgent", "Viewer/2.0"},
-                               {"LogXrvEvents", false}};
+    const QVariantMap expected{{"TextureDither", true},           {"LocalXrvpCache", false},
+                               {"XrvpCacheDir", DefaultCacheDir}, {"CacheMaxMemMb", 512},
+                               {"DiskCacheMaxSizeMb", 500},       {"ResilientDecoding", false},
+                               {"OptimizeNonProgressive", false}, {"OptimizeNearestNeighbour", false},
+                               {"AdaptiveRendering", true},       {"DefaultClipTransform", 85},
+                               {"OpenProgressive", false},        {"UseWinHTTPInXrvp", true},
+                               {"XRVPUserAgent", "Viewer/2.0"},   {"LogXrvEvents", false}};
     store().beginGroup("XRVJP2kLayer");
     QStringList keys = store().childKeys();
     store().endGroup();

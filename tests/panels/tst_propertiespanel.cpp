@@ -96,16 +96,15 @@ void TestPropertiesPanel::controlsReachLayer_data()
     // Transparency is shown in percent but kept by the layer as an opacity.
     QTest::newRow("transparency slider") << "transparencySlider" << 25 << "transparencySpinBox" << 25
                                          << QStringList{"setTransparency(0.75)"};
-    QTest::newRow("transparency spin box") << "transparencySpinBox" << 100 << "transparencySlider" << 100
-                                           << QStringList{"setTransparency(0)"};
+    QTest::newRow("transparency spin box")
+        << "transparencySpinBox" << 100 << "transparencySlider" << 100 << QStringList{"setTransparency(0)"};
     QTest::newRow("contrast spin box") << "contrastSpinBox" << 150 << "contrastSlider" << 150
                                        << QStringList{"setContrast(1.5)"};
     QTest::newRow("brightness slider") << "brightnessSlider" << 40 << "brightnessSpinBox" << 40
                                        << QStringList{"setBrightness(0.4)"};
     QTest::newRow("clip slider") << "draSlider" << 80 << "draSpinBox" << 80 << QStringList{"setTransformClip(80)"};
     // The spin box goes down to 0, the slider only to 1: the slider's floor wins in both.
-    QTest::newRow("clip spin box at 0") << "draSpinBox" << 0 << "draSlider" << 1
-                                        << QStringList{"setTransformClip(1)"};
+    QTest::newRow("clip spin box at 0") << "draSpinBox" << 0 << "draSlider" << 1 << QStringList{"setTransformClip(1)"};
     QTest::newRow("quality spin box") << "jp2QualitySpinBox" << 1 << "jp2QualitySlider" << 1
                                       << QStringList{"setJp2QualityLayers(1)"};
 }
@@ -135,11 +134,16 @@ void TestPropertiesPanel::resets_data()
     QTest::addColumn<QString>("slider");
     QTest::addColumn<QVariant>("storedClip");
     QTest::addColumn<QString>("call");
-    QTest::newRow("transparency") << "resetTransparency" << "transparencySlider" << QVariant() << "setTransparency(1)";
-    QTest::newRow("contrast") << "resetContrast" << "contrastSlider" << QVariant() << "setContrast(1)";
-    QTest::newRow("brightness") << "resetBrightness" << "brightnessSlider" << QVariant() << "setBrightness(1)";
-    QTest::newRow("clip, nothing stored") << "resetDRA" << "draSlider" << QVariant() << "setTransformClip(99)";
-    QTest::newRow("clip, stored default") << "resetDRA" << "draSlider" << QVariant(90) << "setTransformClip(90)";
+    QTest::newRow("transparency") << "resetTransparency"
+                                  << "transparencySlider" << QVariant() << "setTransparency(1)";
+    QTest::newRow("contrast") << "resetContrast"
+                              << "contrastSlider" << QVariant() << "setContrast(1)";
+    QTest::newRow("brightness") << "resetBrightness"
+                                << "brightnessSlider" << QVariant() << "setBrightness(1)";
+    QTest::newRow("clip, nothing stored") << "resetDRA"
+                                          << "draSlider" << QVariant() << "setTransformClip(99)";
+    QTest::newRow("clip, stored default") << "resetDRA"
+                                          << "draSlider" << QVariant(90) << "setTransformClip(90)";
 }
 
 void TestPropertiesPanel::resets()
@@ -148,7 +152,8 @@ void TestPropertiesPanel::resets()
     QFETCH(QString, slider);
     QFETCH(QVariant, storedClip);
     QFETCH(QString, call);
-    if (storedClip.isValid()) Korvane::Application::settings()->setValue("XRVJP2kLayer/DefaultClipTransform", storedClip);
+    if (storedClip.isValid())
+        Korvane::Application::settings()->setValue("XRVJP2kLayer/DefaultClipTransform", storedClip);
     activate(PanelTest::samplePath());
     m_panel->findChild<QSlider*>(slider)->setValue(50);
     m_layer->calls.clear();
@@ -168,9 +173,12 @@ void TestPropertiesPanel::loadingShowsLayerWithoutWritingBack_data()
     // Shown values are truncated, never rounded.
     QTest::newRow("opacity 0.333 is 66 % transparent") << "transparency" << 0.333 << "transparencySlider"
                                                        << "transparencySpinBox" << 66;
-    QTest::newRow("contrast 1.239") << "contrast" << 1.239 << "contrastSlider" << "contrastSpinBox" << 123;
-    QTest::newRow("brightness 0.5") << "brightness" << 0.5 << "brightnessSlider" << "brightnessSpinBox" << 50;
-    QTest::newRow("clip 42") << "clip" << 42.0 << "draSlider" << "draSpinBox" << 42;
+    QTest::newRow("contrast 1.239") << "contrast" << 1.239 << "contrastSlider"
+                                    << "contrastSpinBox" << 123;
+    QTest::newRow("brightness 0.5") << "brightness" << 0.5 << "brightnessSlider"
+                                    << "brightnessSpinBox" << 50;
+    QTest::newRow("clip 42") << "clip" << 42.0 << "draSlider"
+                             << "draSpinBox" << 42;
 }
 
 void TestPropertiesPanel::loadingShowsLayerWithoutWritingBack()
@@ -233,14 +241,21 @@ void TestPropertiesPanel::bandCombos_data()
     QTest::addColumn<bool>("opacityEnabled");
     QTest::addColumn<int>("opacityShown");
     QTest::addColumn<QString>("call");
-    QTest::newRow("rgb: green shows band 0") << "rgb" << "" << "greenBandComboBox" << int(Qt::Key_Up) << false << 0
-                                             << "setBandList(0,0,2)";
+    QTest::newRow("rgb: green shows band 0")
+        << "rgb"
+        << ""
+        << "greenBandComboBox" << int(Qt::Key_Up) << false << 0 << "setBandList(0,0,2)";
     QTest::newRow("rgba: red shows band 1, opacity kept")
-        << "rgba" << "" << "redBandComboBox" << int(Qt::Key_Down) << true << 1 << "setBandList(1,1,2,3)";
-    QTest::newRow("rgba: opacity off") << "rgba" << "" << "opacityBandComboBox" << int(Qt::Key_Up) << true << 1
-                                       << "setBandList(0,1,2)";
+        << "rgba"
+        << ""
+        << "redBandComboBox" << int(Qt::Key_Down) << true << 1 << "setBandList(1,1,2,3)";
+    QTest::newRow("rgba: opacity off") << "rgba"
+                                       << ""
+                                       << "opacityBandComboBox" << int(Qt::Key_Up) << true << 1 << "setBandList(0,1,2)";
     QTest::newRow("rgba shown without opacity: opacity on")
-        << "rgba" << "0,1,2" << "opacityBandComboBox" << int(Qt::Key_Down) << true << 0 << "setBandList(0,1,2,3)";
+        << "rgba"
+        << "0,1,2"
+        << "opacityBandComboBox" << int(Qt::Key_Down) << true << 0 << "setBandList(0,1,2,3)";
 }
 
 void TestPropertiesPanel::bandCombos()
@@ -301,11 +316,16 @@ void TestPropertiesPanel::options_data()
     QTest::addColumn<QString>("checkBox");
     QTest::addColumn<QString>("call");
     // A fresh layer opens progressively with the other options off, as nothing is stored.
-    QTest::newRow("progressive") << "progressiveCheckbox" << "setProgressive(false)";
-    QTest::newRow("adaptive") << "adaptiveRoamCheckbox" << "setAdaptiveRoam(true)";
-    QTest::newRow("backing store") << "backingStoreCheckBox" << "setBackingStore(true)";
-    QTest::newRow("dither") << "textureDitherCheckBox" << "setTextureDither(true)";
-    QTest::newRow("outline") << "drawImageOutlineCheckBox" << "setDrawOutline(true)";
+    QTest::newRow("progressive") << "progressiveCheckbox"
+                                 << "setProgressive(false)";
+    QTest::newRow("adaptive") << "adaptiveRoamCheckbox"
+                              << "setAdaptiveRoam(true)";
+    QTest::newRow("backing store") << "backingStoreCheckBox"
+                                   << "setBackingStore(true)";
+    QTest::newRow("dither") << "textureDitherCheckBox"
+                            << "setTextureDither(true)";
+    QTest::newRow("outline") << "drawImageOutlineCheckBox"
+                             << "setDrawOutline(true)";
 }
 
 void TestPropertiesPanel::options()

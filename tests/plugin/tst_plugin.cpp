@@ -121,15 +121,24 @@ void TestPlugin::interfaceCasts_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("part");
-    QTest::newRow("class") << "XRVJP2kLayerPlugin" << "object";
-    QTest::newRow("info by name") << "ILayerPluginInfo" << "info";
-    QTest::newRow("factory by name") << "ILayerPlugin" << "factory";
-    QTest::newRow("editor by name") << "ILayerEditorPlugin" << "editor";
-    QTest::newRow("info by id") << "com.korvane.viewer.ILayerPluginInfo/1.0" << "info";
-    QTest::newRow("factory by id") << "com.korvane.viewer.ILayerPlugin/1.0" << "factory";
-    QTest::newRow("editor by id") << "com.korvane.viewer.ILayerEditorPlugin/1.0" << "editor";
-    QTest::newRow("QObject") << "QObject" << "object";
-    QTest::newRow("unknown") << "com.korvane.viewer.Nothing/1.0" << "none";
+    QTest::newRow("class") << "XRVJP2kLayerPlugin"
+                           << "object";
+    QTest::newRow("info by name") << "ILayerPluginInfo"
+                                  << "info";
+    QTest::newRow("factory by name") << "ILayerPlugin"
+                                     << "factory";
+    QTest::newRow("editor by name") << "ILayerEditorPlugin"
+                                    << "editor";
+    QTest::newRow("info by id") << "com.korvane.viewer.ILayerPluginInfo/1.0"
+                                << "info";
+    QTest::newRow("factory by id") << "com.korvane.viewer.ILayerPlugin/1.0"
+                                   << "factory";
+    QTest::newRow("editor by id") << "com.korvane.viewer.ILayerEditorPlugin/1.0"
+                                  << "editor";
+    QTest::newRow("QObject") << "QObject"
+                             << "object";
+    QTest::newRow("unknown") << "com.korvane.viewer.Nothing/1.0"
+                             << "none";
 }
 
 void TestPlugin::interfaceCasts()
@@ -157,8 +166,9 @@ void TestPlugin::identity()
     QCOMPARE(info->getDescription(), QString("XRV JPEG 2000"));
     QCOMPARE(info->getClassName(), QString("Korvane::XRVJP2kLayer"));
     QCOMPARE(info->getId(), QString("18B1BFEA-0F8D-4a6f-9B57-DB14C81B5C93"));
-    QCOMPARE(info->getFileFilter(),
-             QString("XRV Image (*.xrv);;XRVP / JPIP Url(*.url);;JPEG 2000 Image(*.jp2 *.j2k *.j2c *.jpc *.jpx *.jpf)"));
+    QCOMPARE(
+        info->getFileFilter(),
+        QString("XRV Image (*.xrv);;XRVP / JPIP Url(*.url);;JPEG 2000 Image(*.jp2 *.j2k *.j2c *.jpc *.jpx *.jpf)"));
     QVERIFY(info->isEnabled());
     info->setEnabled(false);
     QVERIFY(!qobject_cast<ILayerPluginInfo*>(freshInstance())->isEnabled());  // process-wide, not per object
@@ -199,37 +209,40 @@ void TestPlugin::startupReport_data()
     QTest::addColumn<QVariantMap>("stored");
     QTest::addColumn<QStringList>("expected");
     const QString tmp = QDir::tempPath();
-    QTest::newRow("empty settings") << QVariantMap{} << QStringList{
-        "Begin XRV JPEG 2000 Plugin initialization log",
-        "      XRV Library Version : 6.0.0.1513",
-        "      XRVP local disk cache enabled : true",
-        "      XRVP local disk cache dir: " + tmp,
-        "      XRVP local disk cache max size (Mb): 256",
-        "      XRV apply texture dither: false",
-        "      Cache max mem (Mb): 512",
-        "      Use resilient decoding: true",
-        "      Optimize for nearest neighbour resampling: 1",
-        "      XRVP HTTP User-Agent: ",
-        "      Using WinHttp (instead of WinInet) for XRVP streaming: 0",
-        "End XRV JPEG 2000 Plugin initialization log"};
-    QTest::newRow("filled settings") << QVariantMap{
-        {"XRVJP2kLayer/LocalXrvpCache", false}, {"XRVJP2kLayer/XrvpCacheDir", "/data/cache"},
-        {"XRVJP2kLayer/DiskCacheMaxSizeMb", 400}, {"XRVJP2kLayer/TextureDither", true},
-        {"XRVJP2kLayer/CacheMaxMemMb", 50}, {"XRVJP2kLayer/ResilientDecoding", false},
-        {"XRVJP2kLayer/OptimizeNearestNeighbour", false}, {"XRVJP2kLayer/XRVPUserAgent", "Field Survey 2"},
-        {"XRVJP2kLayer/UseWinHTTPInXrvp", true}} << QStringList{
-        "Begin XRV JPEG 2000 Plugin initialization log",
-        "      XRV Library Version : 6.0.0.1513",
-        "      XRVP local disk cache enabled : false",
-        "      XRVP local disk cache dir: /data/cache",
-        "      XRVP local disk cache max size (Mb): 400",
-        "      XRV apply texture dither: true",
-        "      Cache max mem (Mb): 100",
-        "      Use resilient decoding: false",
-        "      Optimize for nearest neighbour resampling: 0",
-        "      XRVP HTTP User-Agent: Field Survey 2",
-        "      Using WinHttp (instead of WinInet) for XRVP streaming: 1",
-        "End XRV JPEG 2000 Plugin initialization log"};
+    QTest::newRow("empty settings") << QVariantMap{}
+                                    << QStringList{"Begin XRV JPEG 2000 Plugin initialization log",
+                                                   "      XRV Library Version : 6.0.0.1513",
+                                                   "      XRVP local disk cache enabled : true",
+                                                   "      XRVP local disk cache dir: " + tmp,
+                                                   "      XRVP local disk cache max size (Mb): 256",
+                                                   "      XRV apply texture dither: false",
+                                                   "      Cache max mem (Mb): 512",
+                                                   "      Use resilient decoding: true",
+                                                   "      Optimize for nearest neighbour resampling: 1",
+                                                   "      XRVP HTTP User-Agent: ",
+                                                   "      Using WinHttp (instead of WinInet) for XRVP streaming: 0",
+                                                   "End XRV JPEG 2000 Plugin initialization log"};
+    QTest::newRow("filled settings") << QVariantMap{{"XRVJP2kLayer/LocalXrvpCache", false},
+                                                    {"XRVJP2kLayer/XrvpCacheDir", "/data/cache"},
+                                                    {"XRVJP2kLayer/DiskCacheMaxSizeMb", 400},
+                                                    {"XRVJP2kLayer/TextureDither", true},
+                                                    {"XRVJP2kLayer/CacheMaxMemMb", 50},
+                                                    {"XRVJP2kLayer/ResilientDecoding", false},
+                                                    {"XRVJP2kLayer/OptimizeNearestNeighbour", false},
+                                                    {"XRVJP2kLayer/XRVPUserAgent", "Field Survey 2"},
+                                                    {"XRVJP2kLayer/UseWinHTTPInXrvp", true}}
+                                     << QStringList{"Begin XRV JPEG 2000 Plugin initialization log",
+                                                    "      XRV Library Version : 6.0.0.1513",
+                                                    "      XRVP local disk cache enabled : false",
+                                                    "      XRVP local disk cache dir: /data/cache",
+                                                    "      XRVP local disk cache max size (Mb): 400",
+                                                    "      XRV apply texture dither: true",
+                                                    "      Cache max mem (Mb): 100",
+                                                    "      Use resilient decoding: false",
+                                                    "      Optimize for nearest neighbour resampling: 0",
+                                                    "      XRVP HTTP User-Agent: Field Survey 2",
+                                                    "      Using WinHttp (instead of WinInet) for XRVP streaming: 1",
+                                                    "End XRV JPEG 2000 Plugin initialization log"};
 }
 
 void TestPlugin::startupReport()

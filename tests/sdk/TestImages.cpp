@@ -18,8 +18,8 @@ QImage pattern(int width, int height, QImage::Format format)
             const int ring = int(127 + 120 * qSin(r / 9.0));
             const int check = ((x / 16 + y / 16) & 1) ? 40 : 0;
             const int alpha = (x + y) % 300 < 250 ? 255 : 0;
-            line[x] = qRgba((x * 255 / qMax(1, width - 1) + check) & 255, ring, (y * 255 / qMax(1, height - 1)) ^ (x & 31),
-                            alpha);
+            line[x] = qRgba((x * 255 / qMax(1, width - 1) + check) & 255, ring,
+                            (y * 255 / qMax(1, height - 1)) ^ (x & 31), alpha);
         }
     }
     return image.convertToFormat(format);

@@ -20,7 +20,6 @@ QString findProgram(const QString& name);
 
 /// Runs a program and waits (at most `timeoutMs`); returns true when it exited with 0.
 /// Its standard output and error go to `output` when given.
-bool run(const QString& program, const QStringList& arguments, QString* output = nullptr,
-         int timeoutMs = 120000);
+bool run(const QString& program, const QStringList& arguments, QString* output = nullptr, int timeoutMs = 120000);
 
 }  // namespace TestSupport

@@ -24,7 +24,7 @@ void TestBandValues::histogramFigures()
     BandHistogram h(8, false);
     std::vector<int32_t> v;
     for (int i = 0; i < 100; ++i) v.push_back(i);  // 0..99
-    v.push_back(50);                                // 50 is the mode
+    v.push_back(50);                               // 50 is the mode
     h.add(v.data(), v.size());
     QCOMPARE(h.total(), uint64_t(101));
     QCOMPARE(h.minimum(), 0.0);

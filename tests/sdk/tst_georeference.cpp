@@ -106,7 +106,10 @@ PARAMETER["scale_factor",0.9996],PARAMETER["false_easting",500000],PARAMETER["fa
 UNIT["metre",1],AUTHORITY["EPSG","32633"]])";
 
 // Coefficient k of term t of an RPC polynomial, distinct for every (term, k).
-double coefficient(int term, int k) { return (term + 1) * 0.1 + k * 0.001; }
+double coefficient(int term, int k)
+{
+    return (term + 1) * 0.1 + k * 0.001;
+}
 
 QString coefficientList(int term)
 {
@@ -146,8 +149,8 @@ private:
 bool tst_Georeference::gdalTranslate(const QString& from, const QString& to, const QStringList& options)
 {
     QString output;
-    const bool ok = TestSupport::run(m_gdalTranslate,
-                                     QStringList{"-q", "-of", "JP2OpenJPEG"} + options + QStringList{from, to}, &output);
+    const bool ok = TestSupport::run(
+        m_gdalTranslate, QStringList{"-q", "-of", "JP2OpenJPEG"} + options + QStringList{from, to}, &output);
     if (!ok) qWarning("gdal_translate %s: %s", qPrintable(to), qPrintable(output));
     return ok;
 }
@@ -188,13 +191,13 @@ void tst_Georeference::initTestCase()
     QVERIFY(gdalTranslate(path("small.png"), path("feet.jp2"),
                           {"-a_srs", "EPSG:2263", "-a_ullr", "980000", "200000", "980640", "199520"}));
     QVERIFY(gdalTranslate(path("noise.png"), path("large.jp2"),
-                          {"-a_srs", "EPSG:32633", "-a_ullr", "0", "1024", "1024", "0", "-co", "REVERSIBLE=YES",
-                           "-co", "QUALITY=100", "-co", "BLOCKXSIZE=256", "-co", "BLOCKYSIZE=256"}));
+                          {"-a_srs", "EPSG:32633", "-a_ullr", "0", "1024", "1024", "0", "-co", "REVERSIBLE=YES", "-co",
+                           "QUALITY=100", "-co", "BLOCKXSIZE=256", "-co", "BLOCKYSIZE=256"}));
 
     QVERIFY(writeFile(path("rotated.vrt"), kRotatedVrt));
     QVERIFY(gdalTranslate(path("rotated.vrt"), path("rotated.jp2"), {}));
-    const QString rpc = QString(kRpcVrt).arg(coefficientList(0), coefficientList(1), coefficientList(2),
-                                             coefficientList(3));
+    const QString rpc =
+        QString(kRpcVrt).arg(coefficientList(0), coefficientList(1), coefficientList(2), coefficientList(3));
     QVERIFY(writeFile(path("rpc.vrt"), rpc.toUtf8()));
     QVERIFY(gdalTranslate(path("rpc.vrt"), path("rpc.jp2"), {}));
 
@@ -240,29 +243,56 @@ void tst_Georeference::readsLikeGdalinfo_data()
     QTest::addColumn<QString>("crsName");
 
     const QString utm33 = "WGS 84 / UTM zone 33N";
-    QTest::newRow("GeoJP2 only") << "geojp2.jp2" << "GeoJP2" << 32633 << int(PLK_UNITS_METERS) << 0.0 << "WGS84" << "NUTM33"
+    QTest::newRow("GeoJP2 only") << "geojp2.jp2"
+                                 << "GeoJP2" << 32633 << int(PLK_UNITS_METERS) << 0.0 << "WGS84"
+                                 << "NUTM33"
                                  << "WGS_1984" << utm33;
-    QTest::newRow("GMLJP2 only") << "gmljp2.jp2" << "GMLJP2" << 32633 << int(PLK_UNITS_METERS) << 0.0 << "WGS84" << "NUTM33"
+    QTest::newRow("GMLJP2 only") << "gmljp2.jp2"
+                                 << "GMLJP2" << 32633 << int(PLK_UNITS_METERS) << 0.0 << "WGS84"
+                                 << "NUTM33"
                                  << "WGS_1984" << utm33;
-    QTest::newRow("both boxes") << "both.jp2" << "GeoJP2" << 32633 << int(PLK_UNITS_METERS) << 0.0 << "WGS84" << "NUTM33"
+    QTest::newRow("both boxes") << "both.jp2"
+                                << "GeoJP2" << 32633 << int(PLK_UNITS_METERS) << 0.0 << "WGS84"
+                                << "NUTM33"
                                 << "WGS_1984" << utm33;
-    QTest::newRow("geographic") << "wgs84.jp2" << "GeoJP2" << 4326 << int(PLK_UNITS_DEGREES) << 0.0 << "WGS84" << "GEODETIC"
-                                << "WGS_1984" << "WGS 84";
-    QTest::newRow("UTM south") << "south.jp2" << "GeoJP2" << 32733 << int(PLK_UNITS_METERS) << 0.0 << "WGS84" << "SUTM33"
-                               << "WGS_1984" << "WGS 84 / UTM zone 33S";
-    QTest::newRow("US survey feet") << "feet.jp2" << "GeoJP2" << 2263 << int(PLK_UNITS_FEET) << 0.0 << "NAD83"
-                                    << "NAD83 / New York Long Island (ftUS)" << "North_American_Datum_1983"
+    QTest::newRow("geographic") << "wgs84.jp2"
+                                << "GeoJP2" << 4326 << int(PLK_UNITS_DEGREES) << 0.0 << "WGS84"
+                                << "GEODETIC"
+                                << "WGS_1984"
+                                << "WGS 84";
+    QTest::newRow("UTM south") << "south.jp2"
+                               << "GeoJP2" << 32733 << int(PLK_UNITS_METERS) << 0.0 << "WGS84"
+                               << "SUTM33"
+                               << "WGS_1984"
+                               << "WGS 84 / UTM zone 33S";
+    QTest::newRow("US survey feet") << "feet.jp2"
+                                    << "GeoJP2" << 2263 << int(PLK_UNITS_FEET) << 0.0 << "NAD83"
+                                    << "NAD83 / New York Long Island (ftUS)"
+                                    << "North_American_Datum_1983"
                                     << "NAD83 / New York Long Island (ftUS)";
-    QTest::newRow("rotated 30 cw") << "rotated.jp2" << "GeoJP2" << 32633 << int(PLK_UNITS_METERS) << 30.0 << "WGS84"
-                                   << "NUTM33" << "WGS_1984" << utm33;
-    QTest::newRow("world file") << "world.jp2" << "world file" << 0 << int(PLK_UNITS_UNKNOWN) << 0.0 << "RAW" << "RAW"
-                                << "RAW" << "RAW";
-    QTest::newRow("world file + prj") << "worldprj.jp2" << "world file" << 32633 << int(PLK_UNITS_METERS) << 0.0 << "WGS84"
-                                      << "NUTM33" << "WGS_1984" << utm33;
-    QTest::newRow("no georeferencing") << "plain.jp2" << "none" << 0 << int(PLK_UNITS_UNKNOWN) << 0.0 << "RAW" << "RAW"
-                                       << "RAW" << "RAW";
-    QTest::newRow("RPC, no geotransform") << "rpc.jp2" << "none" << 0 << int(PLK_UNITS_UNKNOWN) << 0.0 << "RAW" << "RAW"
-                                          << "RAW" << "RAW";
+    QTest::newRow("rotated 30 cw") << "rotated.jp2"
+                                   << "GeoJP2" << 32633 << int(PLK_UNITS_METERS) << 30.0 << "WGS84"
+                                   << "NUTM33"
+                                   << "WGS_1984" << utm33;
+    QTest::newRow("world file") << "world.jp2"
+                                << "world file" << 0 << int(PLK_UNITS_UNKNOWN) << 0.0 << "RAW"
+                                << "RAW"
+                                << "RAW"
+                                << "RAW";
+    QTest::newRow("world file + prj") << "worldprj.jp2"
+                                      << "world file" << 32633 << int(PLK_UNITS_METERS) << 0.0 << "WGS84"
+                                      << "NUTM33"
+                                      << "WGS_1984" << utm33;
+    QTest::newRow("no georeferencing") << "plain.jp2"
+                                       << "none" << 0 << int(PLK_UNITS_UNKNOWN) << 0.0 << "RAW"
+                                       << "RAW"
+                                       << "RAW"
+                                       << "RAW";
+    QTest::newRow("RPC, no geotransform") << "rpc.jp2"
+                                          << "none" << 0 << int(PLK_UNITS_UNKNOWN) << 0.0 << "RAW"
+                                          << "RAW"
+                                          << "RAW"
+                                          << "RAW";
 }
 
 void tst_Georeference::readsLikeGdalinfo()
@@ -395,12 +425,13 @@ void tst_Georeference::worldFileOnlyBesideLocalFiles()
     // The same world file in GDAL's memory file system is not "beside" a local image: names
     // starting with /vsi could lead GDAL anywhere, so they are never looked beside.
     const QByteArray worldFile = "1\n0\n0\n-1\n10\n20\n";
-    VSILFILE* memory = VSIFileFromMemBuffer("/vsimem/georef/plain.j2w", reinterpret_cast<GByte*>(
-        const_cast<char*>(worldFile.constData())), worldFile.size(), FALSE);
+    VSILFILE* memory = VSIFileFromMemBuffer("/vsimem/georef/plain.j2w",
+                                            reinterpret_cast<GByte*>(const_cast<char*>(worldFile.constData())),
+                                            worldFile.size(), FALSE);
     QVERIFY(memory);
     VSIFCloseL(memory);
-    const Georeferencing g = GeoreferenceReader::read(fileSource(path("plain.jp2")), "/vsimem/georef/plain.jp2",
-                                                      PLK_PROJECTION_GDT);
+    const Georeferencing g =
+        GeoreferenceReader::read(fileSource(path("plain.jp2")), "/vsimem/georef/plain.jp2", PLK_PROJECTION_GDT);
     VSIUnlink("/vsimem/georef/plain.j2w");
     QVERIFY(!g.georeferenced);
     // A local path without a source still finds its world file.

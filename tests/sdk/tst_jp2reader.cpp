@@ -114,7 +114,9 @@ bool referenceDecode(const QString& file, uint32_t level, const LevelRect& rect,
     QFile::remove(output);
     QStringList args{"-i", file, "-o", output, "-r", QString::number(level)};
     if (layers) args << "-l" << QString::number(layers);
-    if (upsample) args << "-upsample" << "-split-pnm";
+    if (upsample)
+        args << "-upsample"
+             << "-split-pnm";
     QString message;
     RegionBuffer whole;
     if (!TestSupport::run(TestSupport::findProgram("opj_decompress"), args, &message) ||
@@ -410,8 +412,8 @@ void tst_Jp2Reader::metadataBoxes()
     const QByteArray original = readAll(conformance("file4.jp2"));
     const int codestreamBox = original.indexOf("jp2c") - 4;
     const QByteArray geoUuid = QByteArray::fromHex("B14BF8BD083D4B43A5AE8CD7D5A6CE03");
-    const QByteArray gml = box("asoc", box("lbl ", "gml.data") + box("asoc", box("lbl ", "gml.root-instance") +
-                                                                              box("xml ", "<gml/>")));
+    const QByteArray gml =
+        box("asoc", box("lbl ", "gml.data") + box("asoc", box("lbl ", "gml.root-instance") + box("xml ", "<gml/>")));
     const QByteArray extra = box("uuid", geoUuid + QByteArray(20, 'g')) + gml;
     const QString geo = m_work.filePath("geo.jp2");
     QVERIFY(writeAll(geo, original.left(codestreamBox) + extra + original.mid(codestreamBox)));
@@ -422,7 +424,8 @@ void tst_Jp2Reader::metadataBoxes()
     QVERIFY(d.hasGml);
     QVERIFY(d.jp2.GMLJP2BoxExists());
     QCOMPARE(d.xmlBoxes.size(), size_t(1));
-    QCOMPARE(readAll(geo).mid(int(d.xmlBoxes[0].nContentOffset), int(d.xmlBoxes[0].nContentLength)), QByteArray("<gml/>"));
+    QCOMPARE(readAll(geo).mid(int(d.xmlBoxes[0].nContentOffset), int(d.xmlBoxes[0].nContentLength)),
+             QByteArray("<gml/>"));
 
     const Opened p0 = openImage(conformance("p0_02.j2k"));
     QVERIFY2(!p0.error, p0.error.GetErrorText());
@@ -493,7 +496,10 @@ void tst_Jp2Reader::tilesIntersecting()
     QVERIFY2(!o.error, o.error.GetErrorText());
     const RegionDecoder& d = *o.container.decoder;
     quint32 seed = 12345;
-    const auto next = [&seed](int64_t n) { seed = seed * 1664525u + 1013904223u; return int64_t(seed >> 8) % n; };
+    const auto next = [&seed](int64_t n) {
+        seed = seed * 1664525u + 1013904223u;
+        return int64_t(seed >> 8) % n;
+    };
     for (uint32_t level = 0; level < d.levels(); ++level) {
         const LevelRect all = d.levelRect(level);
         int64_t covered = 0;
@@ -526,7 +532,11 @@ void tst_Jp2Reader::headerDamage_data()
         b.replace(offset, with.size(), with);
         return b;
     };
-    const auto u32 = [](quint32 v) { QByteArray b(4, 0); qToBigEndian(v, b.data()); return b; };
+    const auto u32 = [](quint32 v) {
+        QByteArray b(4, 0);
+        qToBigEndian(v, b.data());
+        return b;
+    };
     const int cod = good.indexOf("\xFF\x52");  // SGcod progression at +5, decompositions at +9
     const QByteArray notJpeg2000 = "This is a text file that happens to be read as an image.";
     const QByteArray signature = QByteArray::fromHex("0000000C6A5020200D0A870A");
@@ -539,7 +549,8 @@ void tst_Jp2Reader::headerDamage_data()
     QTest::newRow("too many components") << patched(40, QByteArray::fromHex("4E20")) << corrupt << "20000 components";
     QTest::newRow("bit depth") << patched(42, QByteArray::fromHex("7F")) << corrupt << "128 bits";
     QTest::newRow("sub-sampling zero") << patched(43, QByteArray(1, 0)) << corrupt << "sub-sampling factor of zero";
-    QTest::newRow("decomposition levels") << patched(cod + 9, QByteArray(1, 40)) << corrupt << "40 decomposition levels";
+    QTest::newRow("decomposition levels")
+        << patched(cod + 9, QByteArray(1, 40)) << corrupt << "40 decomposition levels";
     QTest::newRow("progression") << patched(cod + 5, QByteArray(1, 9)) << corrupt << "progression order 9";
     QTest::newRow("cut in main header") << good.left(30) << corrupt << "cut short";
     QTest::newRow("not JPEG 2000") << notJpeg2000 << int(PLK_ERROR_NOT_SUPPORTED_FORMAT) << "is not a JPEG 2000 file";

@@ -135,11 +135,11 @@ private slots:
 
 private:
     QTemporaryDir m_dir;
-    QString m_rgb;      ///< 1000 x 700 RGB, 256 tiles, 5 levels, 3 layers, tile-parts per resolution
-    QString m_grey;     ///< 640 x 480 grey, lossless, untiled
-    QString m_rgba;     ///< 300 x 200 RGBA
-    QString m_deep;     ///< 16-bit grey
-    QString m_blocks;   ///< grey of constant 64 x 64 blocks, lossless
+    QString m_rgb;     ///< 1000 x 700 RGB, 256 tiles, 5 levels, 3 layers, tile-parts per resolution
+    QString m_grey;    ///< 640 x 480 grey, lossless, untiled
+    QString m_rgba;    ///< 300 x 200 RGBA
+    QString m_deep;    ///< 16-bit grey
+    QString m_blocks;  ///< grey of constant 64 x 64 blocks, lossless
 };
 
 void TestView::initTestCase()
@@ -150,8 +150,8 @@ void TestView::initTestCase()
     const QString png = m_dir.filePath("rgb.png");
     QVERIFY(TestImages::pattern(1000, 700, QImage::Format_RGB888).save(png));
     m_rgb = m_dir.filePath("rgb.jp2");
-    QVERIFY2(TestImages::compress(png, m_rgb,
-                                  {"-t", "256,256", "-n", "5", "-TP", "R", "-p", "RPCL", "-r", "40,20,8", "-I"}, &message),
+    QVERIFY2(TestImages::compress(
+                 png, m_rgb, {"-t", "256,256", "-n", "5", "-TP", "R", "-p", "RPCL", "-r", "40,20,8", "-I"}, &message),
              qPrintable(message));
 
     const QString greyPng = m_dir.filePath("grey.png");
@@ -210,7 +210,11 @@ void TestView::fullResolutionMatchesReference()
                 .Success());
     const QImage ours = readView(view);
     QVERIFY(!ours.isNull());
-    const QString area = QStringLiteral("%1,%2,%3,%4").arg(window.left()).arg(window.top()).arg(window.right() + 1).arg(window.bottom() + 1);
+    const QString area = QStringLiteral("%1,%2,%3,%4")
+                             .arg(window.left())
+                             .arg(window.top())
+                             .arg(window.right() + 1)
+                             .arg(window.bottom() + 1);
     const QImage reference = TestImages::decodeReference(path, {"-d", area}, m_dir.path());
     if (reference.isNull()) QSKIP("opj_decompress could not make a reference");
     QCOMPARE(differingPixels(ours, reference.convertToFormat(QImage::Format_ARGB32)), 0);
@@ -325,8 +329,10 @@ void TestView::newViewCancelsPassInFlight()
     // Nothing of the first view arrives after a pass of the second.
     bool seenSecond = false;
     for (const auto& p : passes) {
-        if (p.topX == secondX) seenSecond = true;
-        else QVERIFY(!seenSecond);
+        if (p.topX == secondX)
+            seenSecond = true;
+        else
+            QVERIFY(!seenSecond);
     }
 }
 
@@ -455,13 +461,18 @@ void TestView::badRequests_data()
     QTest::addColumn<int>("height");
     QTest::addColumn<double>("x2");
     QTest::addColumn<int>("code");
-    QTest::newRow("band beyond the image") << QVector<int>{0, 1, 7} << 100 << 100 << 100.0 << int(PLK::PLK_ERROR_INVALID_BAND);
+    QTest::newRow("band beyond the image")
+        << QVector<int>{0, 1, 7} << 100 << 100 << 100.0 << int(PLK::PLK_ERROR_INVALID_BAND);
     QTest::newRow("negative band") << QVector<int>{0, -1, 2} << 100 << 100 << 100.0 << int(PLK::PLK_ERROR_INVALID_BAND);
-    QTest::newRow("five bands") << QVector<int>{0, 1, 2, 0, 1} << 100 << 100 << 100.0 << int(PLK::PLK_ERROR_INVALID_BAND);
+    QTest::newRow("five bands") << QVector<int>{0, 1, 2, 0, 1} << 100 << 100 << 100.0
+                                << int(PLK::PLK_ERROR_INVALID_BAND);
     QTest::newRow("zero width") << QVector<int>{0, 1, 2} << 0 << 100 << 100.0 << int(PLK::PLK_ERROR_INVALID_ARGUMENT);
-    QTest::newRow("gigantic view") << QVector<int>{0, 1, 2} << 100000 << 100000 << 100.0 << int(PLK::PLK_ERROR_INVALID_ARGUMENT);
-    QTest::newRow("empty rectangle") << QVector<int>{0, 1, 2} << 100 << 100 << 0.0 << int(PLK::PLK_ERROR_INVALID_ARGUMENT);
-    QTest::newRow("not a number") << QVector<int>{0, 1, 2} << 100 << 100 << qQNaN() << int(PLK::PLK_ERROR_INVALID_ARGUMENT);
+    QTest::newRow("gigantic view") << QVector<int>{0, 1, 2} << 100000 << 100000 << 100.0
+                                   << int(PLK::PLK_ERROR_INVALID_ARGUMENT);
+    QTest::newRow("empty rectangle") << QVector<int>{0, 1, 2} << 100 << 100 << 0.0
+                                     << int(PLK::PLK_ERROR_INVALID_ARGUMENT);
+    QTest::newRow("not a number") << QVector<int>{0, 1, 2} << 100 << 100 << qQNaN()
+                                  << int(PLK::PLK_ERROR_INVALID_ARGUMENT);
 }
 
 void TestView::badRequests()

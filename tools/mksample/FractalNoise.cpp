@@ -80,13 +80,11 @@ float shaped(float n)
 // Along one row the vertical interpolation is fixed, so each lattice column's
 // contribution is linear in the horizontal offset: alpha + beta * dx. Computing these
 // once per column leaves a few multiply-adds per pixel.
-class RowEvaluator
-{
+class RowEvaluator {
 public:
     RowEvaluator(uint32_t seed, int64_t firstColumn, int columns)
         : m_seed(seed), m_firstColumn(firstColumn), m_alpha(columns), m_beta(columns)
-    {
-    }
+    {}
 
     void prepare(int64_t latticeRow, float fy, float v)
     {
@@ -151,8 +149,10 @@ void FractalNoise::addOctave(float* block, int x0, int y0, int w, int h, const O
         const int m = static_cast<int>(wy & mask);
         row.prepare(wy >> k, cell.frac[m], cell.fade[m]);
         float* out = block + static_cast<size_t>(y) * w;
-        if (shape == Shape::Plain) row.addRow<Shape::Plain>(out, w, firstInCell, k, cell, octave.amplitude);
-        else row.addRow<Shape::Ridged>(out, w, firstInCell, k, cell, octave.amplitude);
+        if (shape == Shape::Plain)
+            row.addRow<Shape::Plain>(out, w, firstInCell, k, cell, octave.amplitude);
+        else
+            row.addRow<Shape::Ridged>(out, w, firstInCell, k, cell, octave.amplitude);
     }
 }
 

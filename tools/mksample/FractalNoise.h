@@ -9,8 +9,7 @@
 // that the lattice cell and the position inside it come from shifts and masks of the
 // integer pixel position, exactly and cheaply; each octave gets its own seeded offset
 // so the lattices of different octaves do not line up.
-class FractalNoise
-{
+class FractalNoise {
 public:
     enum class Shape {
         Plain,   // the noise value itself, roughly in [-1, 1]
@@ -25,12 +24,10 @@ public:
 
     // Adds amplitude * shape(noise) of one octave to a w x h block of floats (row stride w)
     // whose first value belongs to world pixel (x0, y0).
-    static void addOctave(float* block, int x0, int y0, int w, int h, const Octave& octave,
-                          Shape shape = Shape::Plain);
+    static void addOctave(float* block, int x0, int y0, int w, int h, const Octave& octave, Shape shape = Shape::Plain);
 
     // Adds the octaves log2Wavelength = top, top - 1, ..., bottom: the first with
     // `amplitude`, each next one with the previous amplitude times `persistence`.
-    static void addOctaves(float* block, int x0, int y0, int w, int h, int top, int bottom,
-                           float amplitude, float persistence, uint32_t seed,
-                           Shape shape = Shape::Plain);
+    static void addOctaves(float* block, int x0, int y0, int w, int h, int top, int bottom, float amplitude,
+                           float persistence, uint32_t seed, Shape shape = Shape::Plain);
 };

@@ -22,8 +22,7 @@ struct Jp2Content {
 // GDAL builds the JP2 header and the metadata boxes from a virtual dataset that carries
 // the colour interpretation, the georeferencing (written both as GeoJP2 and GMLJP2),
 // the RPC model and the XML document.
-class Jp2Wrapper
-{
+class Jp2Wrapper {
 public:
     // Checks the coordinate system and works out the RPC model at once, so a bad
     // --epsg fails before any time is spent on encoding. Throws std::runtime_error.

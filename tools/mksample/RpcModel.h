@@ -8,8 +8,7 @@
 // to show and test against: offsets and scales match the image's footprint, line and
 // sample are linear in longitude and latitude, with a small height (parallax) term and
 // denominators of 1 plus small terms.
-class RpcModel
-{
+class RpcModel {
 public:
     // Throws std::runtime_error if the coordinate system cannot be taken to WGS 84.
     static GDALRPCInfoV2 forImage(const Georeference& g, int width, int height);

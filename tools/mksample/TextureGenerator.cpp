@@ -168,7 +168,8 @@ void TextureGenerator::storePixel(const Pixel& p, float opacity, size_t index, s
         // 16-bit images carry 12 significant bits: an elevation field for one band,
         // the colours scaled up for three. Opacity still spans the full range.
         max = 4095.0f;
-        if (m_format.bands == 1) v[0] = (p.elevation + 500.0f) * (4095.0f / 3800.0f);
+        if (m_format.bands == 1)
+            v[0] = (p.elevation + 500.0f) * (4095.0f / 3800.0f);
         else
             for (float& c : v) c *= 4095.0f / 255.0f;
     }

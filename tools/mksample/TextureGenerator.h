@@ -13,8 +13,7 @@
 // hill-shade from the north-west, with finer noise for texture. Every sample depends
 // only on its position and the seed, so tiles join seamlessly and a build always makes
 // the same image, and the whole image is never held in memory.
-class TextureGenerator
-{
+class TextureGenerator {
 public:
     explicit TextureGenerator(const RasterFormat& format, uint32_t seed = 20240611u);
 

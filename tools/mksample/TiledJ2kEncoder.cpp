@@ -60,8 +60,7 @@ struct TiledJ2kEncoder::Session {
 
 TiledJ2kEncoder::TiledJ2kEncoder(const RasterFormat& format, const J2kCodingParameters& coding)
     : m_format(format), m_coding(coding)
-{
-}
+{}
 
 bool TiledJ2kEncoder::isProgressionName(const std::string& name)
 {

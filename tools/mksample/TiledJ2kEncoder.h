@@ -10,11 +10,11 @@
 // How the code-stream is laid out; the defaults are those of the bundled sample.
 struct J2kCodingParameters {
     int tileSize = 512;
-    int levels = 6;     // resolution levels, i.e. levels - 1 wavelet decompositions
-    int layers = 4;     // quality layers; each one halves the compression ratio of the one before
-    double rate = 10;   // compression ratio of the last (best) layer, n:1
+    int levels = 6;    // resolution levels, i.e. levels - 1 wavelet decompositions
+    int layers = 4;    // quality layers; each one halves the compression ratio of the one before
+    double rate = 10;  // compression ratio of the last (best) layer, n:1
     std::string progression = "RPCL";
-    int threads = 1;    // worker threads inside OpenJPEG
+    int threads = 1;  // worker threads inside OpenJPEG
     std::string comment = "Made by mksample";
 };
 
@@ -23,8 +23,7 @@ struct J2kCodingParameters {
 //
 // Tiles are split into one tile-part per resolution level, so a viewer can fetch a
 // low-resolution overview of every tile without reading the detail behind it.
-class TiledJ2kEncoder
-{
+class TiledJ2kEncoder {
 public:
     // Renders tile (x0, y0, w, h) in the planar layout TextureGenerator::renderTile uses.
     using TileSource = std::function<void(int x0, int y0, int w, int h, std::vector<uint8_t>& out)>;

@@ -50,7 +50,8 @@ void parsePair(const std::string& text, char sep, T& a, T& b, const std::string&
 {
     std::istringstream in(text);
     char s = 0;
-    if (!(in >> a >> s >> b) || s != sep || !(in >> std::ws).eof()) throw UsageError("bad value for " + option + ": " + text);
+    if (!(in >> a >> s >> b) || s != sep || !(in >> std::ws).eof())
+        throw UsageError("bad value for " + option + ": " + text);
 }
 
 template <typename T>
@@ -64,19 +65,32 @@ T parseNumber(const std::string& text, const std::string& option)
 
 void applyOption(Options& o, const std::string& name, const std::string& value)
 {
-    if (name == "--size") parsePair(value, 'x', o.format.width, o.format.height, name);
-    else if (name == "--tile") o.coding.tileSize = parseNumber<int>(value, name);
-    else if (name == "--levels") o.coding.levels = parseNumber<int>(value, name);
-    else if (name == "--layers") o.coding.layers = parseNumber<int>(value, name);
-    else if (name == "--rate") o.coding.rate = parseNumber<double>(value, name);
-    else if (name == "--bands") o.format.bands = parseNumber<int>(value, name);
-    else if (name == "--bits") o.format.bits = parseNumber<int>(value, name);
-    else if (name == "--epsg") o.georeference.epsg = parseNumber<int>(value, name);
-    else if (name == "--origin") parsePair(value, ',', o.georeference.originX, o.georeference.originY, name);
-    else if (name == "--cell") o.georeference.cell = parseNumber<double>(value, name);
-    else if (name == "--threads") o.coding.threads = parseNumber<int>(value, name);
-    else if (name == "--progression") o.coding.progression = value;
-    else throw UsageError("unknown option " + name);
+    if (name == "--size")
+        parsePair(value, 'x', o.format.width, o.format.height, name);
+    else if (name == "--tile")
+        o.coding.tileSize = parseNumber<int>(value, name);
+    else if (name == "--levels")
+        o.coding.levels = parseNumber<int>(value, name);
+    else if (name == "--layers")
+        o.coding.layers = parseNumber<int>(value, name);
+    else if (name == "--rate")
+        o.coding.rate = parseNumber<double>(value, name);
+    else if (name == "--bands")
+        o.format.bands = parseNumber<int>(value, name);
+    else if (name == "--bits")
+        o.format.bits = parseNumber<int>(value, name);
+    else if (name == "--epsg")
+        o.georeference.epsg = parseNumber<int>(value, name);
+    else if (name == "--origin")
+        parsePair(value, ',', o.georeference.originX, o.georeference.originY, name);
+    else if (name == "--cell")
+        o.georeference.cell = parseNumber<double>(value, name);
+    else if (name == "--threads")
+        o.coding.threads = parseNumber<int>(value, name);
+    else if (name == "--progression")
+        o.coding.progression = value;
+    else
+        throw UsageError("unknown option " + name);
 }
 
 void validate(const Options& o)
@@ -108,9 +122,12 @@ Options parseOptions(int argc, char** argv)
             o.georeferenced = false;
         } else if (arg.rfind("--", 0) == 0) {
             const size_t eq = arg.find('=');
-            if (eq != std::string::npos) applyOption(o, arg.substr(0, eq), arg.substr(eq + 1));
-            else if (i + 1 < argc) applyOption(o, arg, argv[++i]);
-            else throw UsageError("missing value for " + arg);
+            if (eq != std::string::npos)
+                applyOption(o, arg.substr(0, eq), arg.substr(eq + 1));
+            else if (i + 1 < argc)
+                applyOption(o, arg, argv[++i]);
+            else
+                throw UsageError("missing value for " + arg);
         } else if (o.output.empty()) {
             o.output = arg;
         } else {
@@ -132,10 +149,10 @@ std::string describeXml(const Options& o)
       << "  <Title>Synthetic landscape</Title>\n"
       << "  <Description>Fractal terrain coloured by height and lit from the north-west; "
          "made at build time, not a real place.</Description>\n"
-      << "  <Raster width=\"" << f.width << "\" height=\"" << f.height << "\" bands=\"" << f.bands
-      << "\" bits=\"" << f.bits << "\"/>\n"
-      << "  <Coding tile=\"" << c.tileSize << "\" levels=\"" << c.levels << "\" layers=\"" << c.layers
-      << "\" rate=\"" << c.rate << "\" progression=\"" << c.progression << "\"/>\n";
+      << "  <Raster width=\"" << f.width << "\" height=\"" << f.height << "\" bands=\"" << f.bands << "\" bits=\""
+      << f.bits << "\"/>\n"
+      << "  <Coding tile=\"" << c.tileSize << "\" levels=\"" << c.levels << "\" layers=\"" << c.layers << "\" rate=\""
+      << c.rate << "\" progression=\"" << c.progression << "\"/>\n";
     if (o.georeferenced)
         x << "  <Georeference epsg=\"" << o.georeference.epsg << "\" originX=\"" << o.georeference.originX
           << "\" originY=\"" << o.georeference.originY << "\" cell=\"" << o.georeference.cell << "\"/>\n";
@@ -171,11 +188,12 @@ void report(const Options& o, const TiledJ2kEncoder& encoder, double encodeSecon
     const J2kCodingParameters& c = o.coding;
     const double mb = static_cast<double>(fs::file_size(o.output)) / (1024.0 * 1024.0);
     std::string geo = o.georeferenced ? ", EPSG:" + std::to_string(o.georeference.epsg) + " + RPC" : "";
-    std::printf("mksample: made %s: %dx%d, %d band(s) x %d bits, %d px tiles, %d levels, %d layer(s) at %s, %s%s; "
-                "%.1f MiB in %.1f s (texture + compression %.1f s, JP2 wrapping %.1f s, %d threads)\n",
-                o.output.c_str(), f.width, f.height, f.bands, f.bits, c.tileSize, c.levels, c.layers,
-                describeRates(encoder).c_str(), c.progression.c_str(), geo.c_str(), mb, encodeSeconds + wrapSeconds,
-                encodeSeconds, wrapSeconds, c.threads);
+    std::printf(
+        "mksample: made %s: %dx%d, %d band(s) x %d bits, %d px tiles, %d levels, %d layer(s) at %s, %s%s; "
+        "%.1f MiB in %.1f s (texture + compression %.1f s, JP2 wrapping %.1f s, %d threads)\n",
+        o.output.c_str(), f.width, f.height, f.bands, f.bits, c.tileSize, c.levels, c.layers,
+        describeRates(encoder).c_str(), c.progression.c_str(), geo.c_str(), mb, encodeSeconds + wrapSeconds,
+        encodeSeconds, wrapSeconds, c.threads);
 }
 
 void run(const Options& o)

@@ -10,7 +10,8 @@ namespace {
 
 const char* cellTypeName(PLKCellType t)
 {
-    static const char* names[] = {"UInt8", "UInt16", "UInt32", "UInt64", "Int8", "Int16", "Int32", "Int64", "Float", "Double"};
+    static const char* names[] = {"UInt8", "UInt16", "UInt32", "UInt64", "Int8",
+                                  "Int16", "Int32",  "Int64",  "Float",  "Double"};
     return t >= 0 && t <= 9 ? names[t] : "Unknown";
 }
 
@@ -111,8 +112,9 @@ void printRpc(const PLK::CView& view)
     }
     std::printf("RPC: line offset %.6f scale %.6f, sample offset %.6f scale %.6f\n", rpc->LINE_OFF, rpc->LINE_SCALE,
                 rpc->SAMP_OFF, rpc->SAMP_SCALE);
-    std::printf("     latitude offset %.6f scale %.6f, longitude offset %.6f scale %.6f, height offset %.6f scale %.6f\n",
-                rpc->LAT_OFF, rpc->LAT_SCALE, rpc->LONG_OFF, rpc->LONG_SCALE, rpc->HEIGHT_OFF, rpc->HEIGHT_SCALE);
+    std::printf(
+        "     latitude offset %.6f scale %.6f, longitude offset %.6f scale %.6f, height offset %.6f scale %.6f\n",
+        rpc->LAT_OFF, rpc->LAT_SCALE, rpc->LONG_OFF, rpc->LONG_SCALE, rpc->HEIGHT_OFF, rpc->HEIGHT_SCALE);
     std::printf("     line numerator %.6g %.6g %.6g ..., sample numerator %.6g %.6g %.6g ...\n", rpc->LINE_NUM_COEFF[0],
                 rpc->LINE_NUM_COEFF[1], rpc->LINE_NUM_COEFF[2], rpc->SAMP_NUM_COEFF[0], rpc->SAMP_NUM_COEFF[1],
                 rpc->SAMP_NUM_COEFF[2]);
@@ -129,8 +131,8 @@ void printStatistics(PLK::CView& view)
     }
     for (uint32_t b = 0; b < stats->nNumberOfBands; ++b) {
         const PLKBandStatistics& s = stats->BandsStats[b];
-        std::printf("Statistics band %u: min %.4f max %.4f mean %.4f median %.4f stddev %.4f mode %.4f, %u buckets\n", b,
-                    s.fMinVal, s.fMaxVal, s.fMeanVal, s.fMedianVal, s.fStandardDev, s.fMode, s.nHistBucketCount);
+        std::printf("Statistics band %u: min %.4f max %.4f mean %.4f median %.4f stddev %.4f mode %.4f, %u buckets\n",
+                    b, s.fMinVal, s.fMaxVal, s.fMeanVal, s.fMedianVal, s.fStandardDev, s.fMode, s.nHistBucketCount);
     }
     PLKFreeStatistics(stats);
 }

@@ -45,7 +45,8 @@ bool PictureView::waitForFinal(int timeoutMs, QImage& picture)
     int seen = -1;
     while (!m_final) {
         seen = m_passes;
-        if (!m_arrived.wait_for(lock, std::chrono::milliseconds(timeoutMs), [&] { return m_final || m_passes != seen; }))
+        if (!m_arrived.wait_for(lock, std::chrono::milliseconds(timeoutMs),
+                                [&] { return m_final || m_passes != seen; }))
             break;  // nothing arrived for a whole timeout
     }
     picture = m_latest;

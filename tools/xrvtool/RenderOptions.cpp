@@ -53,11 +53,17 @@ bool RenderOptions::parse(const QStringList& args, QString& error)
         } else if (a == "--extent") {
             if (!value(v) || !parseNumbers(v, 4, n)) return fail("--extent takes x1,y1,x2,y2");
             hasExtent = true;
-            x1 = n[0]; y1 = n[1]; x2 = n[2]; y2 = n[3];
+            x1 = n[0];
+            y1 = n[1];
+            x2 = n[2];
+            y2 = n[3];
         } else if (a == "--window") {
             if (!value(v) || !parseNumbers(v, 4, n)) return fail("--window takes col0,row0,col1,row1");
             hasWindow = true;
-            c0 = n[0]; r0 = n[1]; c1 = n[2]; r1 = n[3];
+            c0 = n[0];
+            r0 = n[1];
+            c1 = n[2];
+            r1 = n[3];
         } else if (a == "--layers") {
             if (!value(v)) return false;
             layers = v.toInt();
@@ -67,9 +73,12 @@ bool RenderOptions::parse(const QStringList& args, QString& error)
             for (const QString& b : v.split(',')) bands.append(b.toInt());
         } else if (a == "--resample") {
             if (!value(v)) return false;
-            if (v == "nearest") resample = 0;
-            else if (v == "bilinear") resample = 1;
-            else return fail("--resample takes nearest or bilinear");
+            if (v == "nearest")
+                resample = 0;
+            else if (v == "bilinear")
+                resample = 1;
+            else
+                return fail("--resample takes nearest or bilinear");
         } else if (a == "--clip") {
             if (!value(v)) return false;
             clip = v.toInt();

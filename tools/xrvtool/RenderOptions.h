@@ -17,10 +17,10 @@ struct RenderOptions {
     bool progressive = false;
     int layers = 0;
     QVector<int> bands;
-    int resample = 0;                       ///< 0 nearest, 1 bilinear
-    int clip = -1;                          ///< -1: the layer's choice (100 for 8-bit, else 99)
-    int panCount = 1;                       ///< views in one run, each moved by the pan step
-    double panDx = 0, panDy = 0;            ///< pan step in pixels
+    int resample = 0;             ///< 0 nearest, 1 bilinear
+    int clip = -1;                ///< -1: the layer's choice (100 for 8-bit, else 99)
+    int panCount = 1;             ///< views in one run, each moved by the pan step
+    double panDx = 0, panDy = 0;  ///< pan step in pixels
     int cacheMb = 256;
 
     /// Parses the arguments after "render"; on failure returns false with `error` set.

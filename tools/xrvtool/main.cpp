@@ -39,9 +39,12 @@ int main(int argc, char** argv)
     PLK::CLog::RegisterLogger(&logger);
     const QString command = args.takeFirst();
     int result = 2;
-    if (command == QLatin1String("info")) result = runInfo(args);
-    else if (command == QLatin1String("render")) result = runRender(args);
-    else usage();
+    if (command == QLatin1String("info"))
+        result = runInfo(args);
+    else if (command == QLatin1String("render"))
+        result = runRender(args);
+    else
+        usage();
     PLK::CLog::RegisterLogger(static_cast<PLK::ILogger<char>*>(nullptr));
     return result;
 }

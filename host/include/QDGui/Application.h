@@ -17,8 +17,7 @@ namespace Korvane {
 
 // The viewer's application object: settings store, log and main window. The static calls
 // work before a main window exists, and logMessage and getLogLevel from any thread.
-class QDGUI_EXPORT Application : public QApplication
-{
+class QDGUI_EXPORT Application : public QApplication {
     Q_OBJECT
 public:
     // 0 is the most detailed, 5 the most severe.
@@ -40,11 +39,9 @@ public:
 
     // Adds a message to the log. Every message is kept for the log console; those at or
     // above the current log level are also written to stderr. Any thread.
-    static void logMessage(const QString& text, LogLevel level,
-                           const QDateTime& time = QDateTime::currentDateTime());
+    static void logMessage(const QString& text, LogLevel level, const QDateTime& time = QDateTime::currentDateTime());
     // The same with a plain level number; values outside 0..5 are clamped.
-    static void logMessage(const QString& text, int level,
-                           const QDateTime& time = QDateTime::currentDateTime());
+    static void logMessage(const QString& text, int level, const QDateTime& time = QDateTime::currentDateTime());
     // Messages of this level and above reach stderr. Default: Info.
     static LogLevel getLogLevel();
     static void setLogLevel(int level);
@@ -55,8 +52,7 @@ public:
     // Loads "<name>_<locale>.qm" for each name from the "translations" folder beside the
     // executable, the one above it, and ":/translations"; installs those found and returns
     // them. The translators are removed again when the last pointer to them goes.
-    static QList<QSharedPointer<QTranslator>> initializeTranslations(const QStringList& names,
-                                                                     const QString& locale);
+    static QList<QSharedPointer<QTranslator>> initializeTranslations(const QStringList& names, const QString& locale);
 
     static QMainWindow* getMainWindow();
     static void setMainWindow(QMainWindow* window);
@@ -72,4 +68,4 @@ private:
     quint64 m_lastAnnounced = 0;
 };
 
-} // namespace Korvane
+}  // namespace Korvane

@@ -8,8 +8,7 @@ namespace Map {
 
 // The coordinate reference system of a layer's world coordinates, as far as the host needs
 // to know it: an EPSG code, or nothing.
-class QDGUI_EXPORT CoordinateReference
-{
+class QDGUI_EXPORT CoordinateReference {
 public:
     CoordinateReference() = default;
     explicit CoordinateReference(int epsg);
@@ -28,5 +27,5 @@ private:
     int m_epsg = 0;
 };
 
-} // namespace Map
-} // namespace Korvane
+}  // namespace Map
+}  // namespace Korvane

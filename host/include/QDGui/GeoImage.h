@@ -11,8 +11,7 @@ namespace Korvane {
 
 // A picture that knows which part of the world it shows: (x1, y1) is the world point of its
 // top-left corner, (x2, y2) that of its bottom-right corner (so y2 < y1 for north-up data).
-class QDGUI_EXPORT GeoImage : public QImage
-{
+class QDGUI_EXPORT GeoImage : public QImage {
 public:
     GeoImage() = default;
     // A width x height picture of the world rectangle (x1, y1)-(x2, y2). With a fill colour
@@ -34,8 +33,8 @@ public:
     // into the device rectangle (dx1, dy1)-(dx2, dy2): the world corners land on the device
     // corners. Parts of the world rectangle that the picture does not cover are left alone.
     // The painter's opacity, transform and SmoothPixmapTransform hint apply.
-    void paint(QPainter& painter, double dx1, double dy1, double dx2, double dy2, double wx1,
-               double wy1, double wx2, double wy2) const;
+    void paint(QPainter& painter, double dx1, double dy1, double dx2, double dy2, double wx1, double wy1, double wx2,
+               double wy2) const;
 
 private:
     double m_x1 = 0.0;
@@ -44,4 +43,4 @@ private:
     double m_y2 = 0.0;
 };
 
-} // namespace Korvane
+}  // namespace Korvane

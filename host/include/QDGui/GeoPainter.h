@@ -10,8 +10,7 @@ namespace Korvane {
 
 // A painter on a map's device that also knows how world coordinates map onto it. Drawing
 // calls take device coordinates as usual; the world helpers map first.
-class QDGUI_EXPORT GeoPainter : public QPainter
-{
+class QDGUI_EXPORT GeoPainter : public QPainter {
 public:
     GeoPainter(QPaintDevice* device, const QTransform& worldToDevice);
 
@@ -30,4 +29,4 @@ private:
     QTransform m_worldToDevice;
 };
 
-} // namespace Korvane
+}  // namespace Korvane

@@ -21,8 +21,7 @@ class RasterLayer;
 // until the layer reports 100 % (or no progress at all) and has sent no refresh for the
 // quiet time (the first-picture time while it has sent none), or until its progress has not
 // moved for the stall timeout; then the layer paints.
-class QDGUI_EXPORT HeadlessRenderer
-{
+class QDGUI_EXPORT HeadlessRenderer {
     Q_DECLARE_TR_FUNCTIONS(Korvane::HeadlessRenderer)
 public:
     explicit HeadlessRenderer(PluginManager* plugins);
@@ -43,13 +42,11 @@ public:
 
     // Opens source and renders the world rectangle from corner (extent->x(), extent->y()) to
     // (extent->right(), extent->bottom()), or the layer's bounds when extent is null.
-    bool render(const QString& source, const QSize& size, const QRectF* extent, QImage* out,
-                QString* error);
-    bool render(Map::RasterLayer* layer, const QSize& size, const QRectF& extent, QImage* out,
-                QString* error);
+    bool render(const QString& source, const QSize& size, const QRectF* extent, QImage* out, QString* error);
+    bool render(Map::RasterLayer* layer, const QSize& size, const QRectF& extent, QImage* out, QString* error);
     // Opens, renders and writes a PNG (or whatever the file's extension names).
-    bool renderToFile(const QString& source, const QSize& size, const QRectF* extent,
-                      const QString& outputPath, QString* error);
+    bool renderToFile(const QString& source, const QSize& size, const QRectF* extent, const QString& outputPath,
+                      QString* error);
 
     // "400x300" -> QSize(400, 300); false for anything else or non-positive sizes.
     static bool parseSize(const QString& text, QSize* size);
@@ -67,4 +64,4 @@ private:
     bool m_stalled = false;
 };
 
-} // namespace Korvane
+}  // namespace Korvane

@@ -11,37 +11,38 @@ namespace Map {
 // One band's histogram with its summary statistics. The bucket array is owned: copies are
 // deep, moves hand the array over, so histograms can live in QVector like plain values.
 template <typename T>
-struct HistogramT
-{
-    T* counts = nullptr;      // bucketCount entries
+struct HistogramT {
+    T* counts = nullptr;  // bucketCount entries
     quint32 bucketCount = 0;
-    T maxValue = 0;           // largest cell value of the band
-    T minValue = 0;           // smallest cell value of the band
-    T largestCount = 0;       // largest bucket count
-    T smallestCount = 0;      // smallest bucket count
+    T maxValue = 0;       // largest cell value of the band
+    T minValue = 0;       // smallest cell value of the band
+    T largestCount = 0;   // largest bucket count
+    T smallestCount = 0;  // smallest bucket count
     double mean = 0.0;
     double median = 0.0;
     double stddev = 0.0;
     double mode = 0.0;
-    QString name;             // band name
+    QString name;  // band name
 
     HistogramT() = default;
 
     // Makes bucketCount buckets, all zero.
-    explicit HistogramT(quint32 buckets)
-        : counts(buckets ? new T[buckets]() : nullptr), bucketCount(buckets)
-    {
-    }
+    explicit HistogramT(quint32 buckets) : counts(buckets ? new T[buckets]() : nullptr), bucketCount(buckets) {}
 
     HistogramT(const HistogramT& other)
         : counts(other.bucketCount ? new T[other.bucketCount] : nullptr),
-          bucketCount(other.bucketCount), maxValue(other.maxValue), minValue(other.minValue),
-          largestCount(other.largestCount), smallestCount(other.smallestCount),
-          mean(other.mean), median(other.median), stddev(other.stddev), mode(other.mode),
+          bucketCount(other.bucketCount),
+          maxValue(other.maxValue),
+          minValue(other.minValue),
+          largestCount(other.largestCount),
+          smallestCount(other.smallestCount),
+          mean(other.mean),
+          median(other.median),
+          stddev(other.stddev),
+          mode(other.mode),
           name(other.name)
     {
-        if (counts)
-            std::copy(other.counts, other.counts + bucketCount, counts);
+        if (counts) std::copy(other.counts, other.counts + bucketCount, counts);
     }
 
     HistogramT(HistogramT&& other) noexcept { swap(other); }
@@ -71,5 +72,5 @@ struct HistogramT
     }
 };
 
-} // namespace Map
-} // namespace Korvane
+}  // namespace Map
+}  // namespace Korvane

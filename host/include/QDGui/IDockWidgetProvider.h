@@ -9,8 +9,7 @@ class QDockWidget;
 // host owns afterwards. As with a layer plug-in's docks, a widget inside a dock that has the
 // slots onLayerActivated(Korvane::Map::Layer*) or onSubWindowActivated(QMdiSubWindow*) is told
 // when the active layer or map window changes.
-class IDockWidgetProvider
-{
+class IDockWidgetProvider {
 public:
     virtual ~IDockWidgetProvider() = default;
 

@@ -16,8 +16,7 @@ class QWidget;
 // layer information dialog (they implement Korvane::ILayerPropertiesWidget); tool bars in
 // the main window; actions in the Plug-ins menu; preference pages in the preferences dialog,
 // whose OK calls a page's slot onSavePrefs() when it has one.
-class ILayerEditorPlugin
-{
+class ILayerEditorPlugin {
 public:
     virtual ~ILayerEditorPlugin() = default;
 

@@ -5,11 +5,10 @@ namespace Korvane {
 namespace Map {
 class Layer;
 }
-} // namespace Korvane
+}  // namespace Korvane
 
 // The layer factory of a layer plug-in.
-class ILayerPlugin
-{
+class ILayerPlugin {
 public:
     virtual ~ILayerPlugin() = default;
 

@@ -5,8 +5,7 @@
 
 // Identity of a layer plug-in. The host keeps the order of these operations; plug-ins
 // implement all of them.
-class ILayerPluginInfo
-{
+class ILayerPluginInfo {
 public:
     virtual ~ILayerPluginInfo() = default;
 

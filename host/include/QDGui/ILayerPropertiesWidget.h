@@ -10,8 +10,7 @@ class Layer;
 // A page that shows (and may edit) one layer: the host hands it the layer with setLayer
 // before showing it and calls apply when the user confirms. Pages ignore layers of kinds
 // they do not know.
-class ILayerPropertiesWidget
-{
+class ILayerPropertiesWidget {
 public:
     virtual ~ILayerPropertiesWidget() = default;
 
@@ -19,7 +18,7 @@ public:
     virtual void apply() = 0;
 };
 
-} // namespace Korvane
+}  // namespace Korvane
 
 #define ILayerPropertiesWidget_iid "com.korvane.viewer.ILayerPropertiesWidget/1.0"
 Q_DECLARE_INTERFACE(Korvane::ILayerPropertiesWidget, ILayerPropertiesWidget_iid)

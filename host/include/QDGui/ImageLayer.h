@@ -8,8 +8,7 @@ namespace Korvane {
 // readers. A world file beside the picture (.pgw/.pngw, .tfw/.tifw, .jgw/.jpgw, or .wld)
 // places it in the world; without one the picture lies in pixel units, origin (0, 0), cells
 // 1 wide and -1 high. Rotation terms of a world file are reported but not drawn.
-class QDGUI_EXPORT ImageLayer : public Map::RasterLayer
-{
+class QDGUI_EXPORT ImageLayer : public Map::RasterLayer {
     Q_OBJECT
 public:
     static const char* const FileFilter;  // "Images (*.png *.tif *.tiff *.jpg *.jpeg)"
@@ -61,4 +60,4 @@ private:
     int m_bands = 0;
 };
 
-} // namespace Korvane
+}  // namespace Korvane

@@ -19,8 +19,7 @@ class LayerRefreshQueue;
 // A layer of a map view: something with a data source that the view can show and hide.
 // Map views own their layers. All operations run on the GUI thread except refresh(), which
 // any thread may call.
-class QDGUI_EXPORT Layer : public QObject
-{
+class QDGUI_EXPORT Layer : public QObject {
     Q_OBJECT
 public:
     explicit Layer(QObject* parent = nullptr);
@@ -74,5 +73,5 @@ private:
     std::unique_ptr<LayerRefreshQueue> m_refreshQueue;
 };
 
-} // namespace Map
-} // namespace Korvane
+}  // namespace Map
+}  // namespace Korvane

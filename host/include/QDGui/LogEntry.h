@@ -6,14 +6,13 @@
 namespace Korvane {
 
 // One line of the application log.
-struct LogEntry
-{
+struct LogEntry {
     quint64 sequence = 0;  // 1, 2, 3 ... in the order the messages arrived
     int level = 1;         // Application::LogLevel
     QDateTime time;
     QString text;
 };
 
-} // namespace Korvane
+}  // namespace Korvane
 
 Q_DECLARE_METATYPE(Korvane::LogEntry)

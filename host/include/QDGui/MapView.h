@@ -23,8 +23,7 @@ class RasterLayer;
 // left button pans, the wheel zooms about the cursor; both are bracketed by beginUpdate /
 // endUpdate on the raster layers, and after every change of what is visible each visible
 // raster layer gets setView with the device size and visible world rectangle.
-class QDGUI_EXPORT MapView : public QWidget
-{
+class QDGUI_EXPORT MapView : public QWidget {
     Q_OBJECT
 public:
     explicit MapView(QWidget* parent = nullptr, Qt::WindowFlags flags = Qt::WindowFlags());
@@ -119,5 +118,5 @@ private:
     QTimer* m_wheelTimer = nullptr;
 };
 
-} // namespace Map
-} // namespace Korvane
+}  // namespace Map
+}  // namespace Korvane

@@ -12,8 +12,7 @@ namespace Map {
 // The geometry of a map view: which world point sits at the centre of the device, how many
 // world units one device pixel covers (the same across and down), and whether world y grows
 // upwards (north-up data) or downwards (pixel and south-up data).
-class QDGUI_EXPORT MapViewport
-{
+class QDGUI_EXPORT MapViewport {
 public:
     MapViewport() = default;
 
@@ -52,5 +51,5 @@ private:
     bool m_yUp = true;
 };
 
-} // namespace Map
-} // namespace Korvane
+}  // namespace Map
+}  // namespace Korvane

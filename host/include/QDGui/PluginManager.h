@@ -20,12 +20,10 @@ class Layer;
 // knows plug-ins only by their interface ids; the built-in ImageLayer is always there as a
 // last resort. Every failure is logged with the loader's own explanation and loading goes
 // on with the next file.
-class QDGUI_EXPORT PluginManager : public QObject
-{
+class QDGUI_EXPORT PluginManager : public QObject {
     Q_OBJECT
 public:
-    struct Plugin
-    {
+    struct Plugin {
         QString path;
         QObject* instance = nullptr;
         ILayerPluginInfo* info = nullptr;      // may be null
@@ -81,4 +79,4 @@ private:
     QStringList m_errors;
 };
 
-} // namespace Korvane
+}  // namespace Korvane

@@ -20,6 +20,6 @@ namespace String {
 // "%%" for a percent sign), is replaced by "%.2f".
 QDGUI_EXPORT QString formatFileSize(quint64 bytes, const char* numberFormat);
 
-} // namespace String
-} // namespace Util
-} // namespace Korvane
+}  // namespace String
+}  // namespace Util
+}  // namespace Korvane

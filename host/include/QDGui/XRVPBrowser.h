@@ -14,8 +14,7 @@ namespace Gui {
 
 // A dialog in which the user types a stream address or picks one used before. The history
 // (most recent first, at most 20) lives in the settings under "QDViewer/XrvpHistory".
-class QDGUI_EXPORT XRVPBrowser : public QDialog
-{
+class QDGUI_EXPORT XRVPBrowser : public QDialog {
     Q_OBJECT
 public:
     enum BrowserProtocol { XRVP = 0, XRVPS = 1 };
@@ -65,5 +64,5 @@ private:
     QLabel* m_message = nullptr;
 };
 
-} // namespace Gui
-} // namespace Korvane
+}  // namespace Gui
+}  // namespace Korvane

@@ -20,7 +20,7 @@ enum LogLevel : int {
 
 /// Where a message comes from.
 struct CLogContext {
-    const char* szModule;   ///< engine part: "view", "jp2", "codec", "georef", "cache"
+    const char* szModule;  ///< engine part: "view", "jp2", "codec", "georef", "cache"
 };
 
 /// Common virtual base of the narrow and wide sink interfaces.

@@ -8,10 +8,10 @@ namespace PLK {
 class CString {
 public:
     CString() = default;
-    CString(const char* szUtf8);             // NOLINT(google-explicit-constructor): texts convert freely
-    CString(const wchar_t* wsz);             // NOLINT(google-explicit-constructor)
-    CString(const std::string& utf8);        // NOLINT(google-explicit-constructor)
-    CString(const std::wstring& wide);       // NOLINT(google-explicit-constructor)
+    CString(const char* szUtf8);        // NOLINT(google-explicit-constructor): texts convert freely
+    CString(const wchar_t* wsz);        // NOLINT(google-explicit-constructor)
+    CString(const std::string& utf8);   // NOLINT(google-explicit-constructor)
+    CString(const std::wstring& wide);  // NOLINT(google-explicit-constructor)
 
     /// The text as zero-terminated UTF-8.
     const char* a() const { return m_utf8.c_str(); }

@@ -66,8 +66,8 @@ public:
     /// to show. Returns at once; a progressive pass in flight is cancelled.
     CError SetView(int nBands, int* pBandList, int nWidth, int nHeight, double dWorldTLX, double dWorldTLY,
                    double dWorldBRX, double dWorldBRY);
-    CError SetView(int nBands, uint32_t* pBandList, int nWidth, int nHeight, double dWorldTLX,
-                   double dWorldTLY, double dWorldBRX, double dWorldBRY);
+    CError SetView(int nBands, uint32_t* pBandList, int nWidth, int nHeight, double dWorldTLX, double dWorldTLY,
+                   double dWorldBRX, double dWorldBRY);
     /// Cell coordinates (column, row; fractions allowed) to world coordinates and back.
     CError ConvertDatasetToWorld(double dDatasetX, double dDatasetY, double& dWorldX, double& dWorldY) const;
     CError ConvertWorldToDataset(double dWorldX, double dWorldY, double& dDatasetX, double& dDatasetY) const;

@@ -72,9 +72,9 @@ enum PLKProjectionFormat : int32_t {
 
 /// One band of an image.
 struct PLKBandInfo {
-    uint8_t nBits;        ///< significant bits per cell
-    bool bSigned;         ///< cells are two's-complement signed
-    char* szDesc;         ///< "Red", "Green", "Blue", "Grayscale", "AllOpacity" or "Band N"
+    uint8_t nBits;  ///< significant bits per cell
+    bool bSigned;   ///< cells are two's-complement signed
+    char* szDesc;   ///< "Red", "Green", "Blue", "Grayscale", "AllOpacity" or "Band N"
 };
 
 /// Authoring metadata of an image; every entry may be null.
@@ -93,18 +93,18 @@ struct PLKFileMetaData {
 
 /// What a view knows about its image. Owned by the view; valid until it is closed.
 struct PLKFileInfo {
-    uint32_t nSizeX;                 ///< width in cells
-    uint32_t nSizeY;                 ///< height in cells
+    uint32_t nSizeX;  ///< width in cells
+    uint32_t nSizeY;  ///< height in cells
     uint16_t nBands;
-    uint16_t nCompressionRate;       ///< target compression rate, N for N:1 (0 when unknown)
+    uint16_t nCompressionRate;  ///< target compression rate, N for N:1 (0 when unknown)
     PLKCellSizeUnits eCellSizeUnits;
-    double fCellIncrementX;          ///< world units per cell along x
-    double fCellIncrementY;          ///< world units per cell along y; negative for north-up images
-    double fOriginX;                 ///< world x of the top-left corner of cell (0, 0)
-    double fOriginY;                 ///< world y of the top-left corner of cell (0, 0)
+    double fCellIncrementX;  ///< world units per cell along x
+    double fCellIncrementY;  ///< world units per cell along y; negative for north-up images
+    double fOriginX;         ///< world x of the top-left corner of cell (0, 0)
+    double fOriginY;         ///< world y of the top-left corner of cell (0, 0)
     char* szDatum;
     char* szProjection;
-    double fCWRotationDegrees;       ///< clockwise rotation of the cell grid
+    double fCWRotationDegrees;  ///< clockwise rotation of the cell grid
     PLKColorSpace eColorSpace;
     PLKCellType eCellType;
     PLKBandInfo* pBands;             ///< nBands entries
@@ -118,12 +118,12 @@ struct PLKFileInfo {
 struct PLKSetViewInfo {
     uint32_t nBands;
     uint32_t* pBandList;
-    uint32_t nSizeX;                 ///< view width in pixels
-    uint32_t nSizeY;                 ///< view height in pixels
-    double fTopX;                    ///< world x of the top-left corner
-    double fLeftY;                   ///< world y of the top-left corner
-    double fBottomX;                 ///< world x of the bottom-right corner
-    double fRightY;                  ///< world y of the bottom-right corner
+    uint32_t nSizeX;  ///< view width in pixels
+    uint32_t nSizeY;  ///< view height in pixels
+    double fTopX;     ///< world x of the top-left corner
+    double fLeftY;    ///< world y of the top-left corner
+    double fBottomX;  ///< world x of the bottom-right corner
+    double fRightY;   ///< world y of the bottom-right corner
     uint32_t nBlocksInView;
     uint32_t nBlocksAvailable;
     void* pClientData;
@@ -159,7 +159,7 @@ struct PLKBandStatistics {
     float fMedianVal;
     float fStandardDev;
     uint32_t nHistBucketCount;
-    uint64_t* Histogram;             ///< nHistBucketCount counts; bucket i holds value (min of type + i)
+    uint64_t* Histogram;  ///< nHistBucketCount counts; bucket i holds value (min of type + i)
 };
 
 /// Statistics of every band of an image.

@@ -182,9 +182,8 @@ CError BlockFetcher::fetch(const Request& request, RegionBuffer& out)
         for (auto& entry : missing) {
             const uint32_t tile = entry.first;
             const std::vector<BlockRef>* refs = &entry.second;
-            ThreadPool::shared().submit(batch, [&r, layers, tile, refs, this, &state] {
-                decodeTile(r, layers, tile, *refs, m_cache, state);
-            });
+            ThreadPool::shared().submit(
+                batch, [&r, layers, tile, refs, this, &state] { decodeTile(r, layers, tile, *refs, m_cache, state); });
         }
         batch->wait();
     }

@@ -26,7 +26,7 @@ public:
     struct Request {
         uint64_t image = 0;
         RegionDecoder* decoder = nullptr;
-        uint32_t bands = 0;   ///< bands of the image
+        uint32_t bands = 0;  ///< bands of the image
         uint32_t level = 0;
         uint32_t layers = 0;  ///< quality layers; 0 or more than the image has = all
         LevelRect window;     ///< clipped to the level by fetch()

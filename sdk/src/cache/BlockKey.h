@@ -10,11 +10,11 @@ namespace PLK {
 namespace Engine {
 
 struct BlockKey {
-    uint64_t image = 0;   ///< id of the open image
+    uint64_t image = 0;  ///< id of the open image
     uint32_t level = 0;
     uint32_t layers = 0;  ///< quality layers used (the image's count when all are)
     uint32_t tile = 0;
-    uint32_t block = 0;   ///< index of the block within the tile at that level, row by row
+    uint32_t block = 0;  ///< index of the block within the tile at that level, row by row
 
     bool operator==(const BlockKey& o) const
     {

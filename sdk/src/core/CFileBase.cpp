@@ -20,8 +20,7 @@ CFileBase::CFilesHelper& CFileBase::sFilesHelper()
 
 CFileBase::CFileBase(std::shared_ptr<Engine::OpenImage> image)
     : m_image(std::move(image)), m_stream(new Engine::ByteSourceStream(m_image->source()))
-{
-}
+{}
 
 CFileBase::~CFileBase() = default;
 

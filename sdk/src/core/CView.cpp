@@ -40,8 +40,14 @@ CError CView::Open(const CString& name, bool bProgressive, bool bHeaderOnly)
     return m_engine->open(name.utf8(), bProgressive, bHeaderOnly);
 }
 
-CError CView::Close(bool bFreeCache) { return m_engine->close(bFreeCache); }
-bool CView::IsOpen() const { return m_engine->isOpen(); }
+CError CView::Close(bool bFreeCache)
+{
+    return m_engine->close(bFreeCache);
+}
+bool CView::IsOpen() const
+{
+    return m_engine->isOpen();
+}
 
 CError CView::SetView(int nBands, int* pBandList, int nWidth, int nHeight, double dWorldTLX, double dWorldTLY,
                       double dWorldBRX, double dWorldBRY)
@@ -81,19 +87,52 @@ CError CView::ConvertWorldToDataset(double dWorldX, double dWorldY, double& dDat
     return CError();
 }
 
-PLKSetViewInfo CView::GetSetViewInfo() const { return m_engine->setViewInfo(); }
-bool CView::IsViewSet() const { return m_engine->isViewSet(); }
-bool CView::IsProgressive() const { return m_engine->isProgressive(); }
-bool CView::IsReadCancelPending() const { return m_engine->isReadCancelPending(); }
-bool CView::IsClosePending() const { return m_engine->isClosePending(); }
+PLKSetViewInfo CView::GetSetViewInfo() const
+{
+    return m_engine->setViewInfo();
+}
+bool CView::IsViewSet() const
+{
+    return m_engine->isViewSet();
+}
+bool CView::IsProgressive() const
+{
+    return m_engine->isProgressive();
+}
+bool CView::IsReadCancelPending() const
+{
+    return m_engine->isReadCancelPending();
+}
+bool CView::IsClosePending() const
+{
+    return m_engine->isClosePending();
+}
 
-PLKReadStatus CView::ReadLineBGRA(uint8_t* pLine) { return m_engine->readLineBGRA(pLine); }
-PLKReadStatus CView::ReadLineBIL(uint8_t** ppLines, PLKCellType eType) { return m_engine->readLineBIL(ppLines, eType); }
-uint8_t CView::GetPercentComplete() const { return m_engine->percentComplete(); }
-uint32_t CView::GetAllBlocksAvailable() const { return m_engine->blocksAvailable(); }
-uint32_t CView::GetAllBlocksInView() const { return m_engine->blocksInView(); }
+PLKReadStatus CView::ReadLineBGRA(uint8_t* pLine)
+{
+    return m_engine->readLineBGRA(pLine);
+}
+PLKReadStatus CView::ReadLineBIL(uint8_t** ppLines, PLKCellType eType)
+{
+    return m_engine->readLineBIL(ppLines, eType);
+}
+uint8_t CView::GetPercentComplete() const
+{
+    return m_engine->percentComplete();
+}
+uint32_t CView::GetAllBlocksAvailable() const
+{
+    return m_engine->blocksAvailable();
+}
+uint32_t CView::GetAllBlocksInView() const
+{
+    return m_engine->blocksInView();
+}
 
-CError CView::ClearTransforms() { return m_engine->clearTransforms(); }
+CError CView::ClearTransforms()
+{
+    return m_engine->clearTransforms();
+}
 
 CError CView::CalculateMinMaxTransforms(uint32_t nBands, const uint32_t* pBands,
                                         std::vector<API::CMinMaxTransform*>& transforms, double dClipPercent,
@@ -107,8 +146,14 @@ CError CView::SetTransform(uint32_t nBand, const API::CMinMaxTransform* pTransfo
     return m_engine->setTransform(nBand, pTransform);
 }
 
-ViewParameters::ViewParametersDecompress& CView::Parameters() { return m_engine->parameters(); }
-const ViewParameters::ViewParametersDecompress& CView::Parameters() const { return m_engine->parameters(); }
+ViewParameters::ViewParametersDecompress& CView::Parameters()
+{
+    return m_engine->parameters();
+}
+const ViewParameters::ViewParametersDecompress& CView::Parameters() const
+{
+    return m_engine->parameters();
+}
 ViewParameters::ViewParametersJp2::ViewParametersJp2Decompress& CView::Jp2Parameters()
 {
     return m_engine->jp2Parameters();
@@ -124,14 +169,20 @@ const ViewMetadata::ViewMetadataXRV& CView::XRVMetadata() const
     return m_engine->isOpen() ? m_engine->image()->description().xrv : emptyXrv();
 }
 
-PLKFileInfo* CView::GetFileInfo() const { return m_engine->isOpen() ? m_engine->image()->fileInfo() : nullptr; }
+PLKFileInfo* CView::GetFileInfo() const
+{
+    return m_engine->isOpen() ? m_engine->image()->fileInfo() : nullptr;
+}
 
 PLKFileType CView::GetFileType() const
 {
     return m_engine->isOpen() ? m_engine->image()->description().fileType : PLK_FILE_UNKNOWN;
 }
 
-int CView::GetEPSGCode() const { return m_engine->isOpen() ? m_engine->image()->georef().epsg : 0; }
+int CView::GetEPSGCode() const
+{
+    return m_engine->isOpen() ? m_engine->image()->georef().epsg : 0;
+}
 
 CError CView::GetDefaultRGBABandList(std::vector<uint32_t>& bandList) const
 {
@@ -162,7 +213,10 @@ CError CView::GetDefaultRGBABandList(std::vector<uint32_t>& bandList) const
     return CError();
 }
 
-const char* CView::GetFileName() const { return m_engine->name().c_str(); }
+const char* CView::GetFileName() const
+{
+    return m_engine->name().c_str();
+}
 
 CError CView::GetRPCData(PLKRPCData*& pRPC) const
 {
@@ -174,7 +228,10 @@ CError CView::GetRPCData(PLKRPCData*& pRPC) const
     return CError();
 }
 
-CError CView::GetClientStatistics(PLKFileStatistics*& pStats) { return m_engine->statistics(pStats); }
+CError CView::GetClientStatistics(PLKFileStatistics*& pStats)
+{
+    return m_engine->statistics(pStats);
+}
 
 const PLKJP2Box* CView::GetXMLBox(const PLKJP2Box* pPrevious) const
 {
@@ -198,7 +255,10 @@ CError CView::Reconnect()
     return CError();  // local files hold no connection
 }
 
-SDK::CFileBase* CView::GetFile() const { return m_engine->file(); }
+SDK::CFileBase* CView::GetFile() const
+{
+    return m_engine->file();
+}
 
 void CView::RefreshUpdate(PLKSetViewInfo* /*pViewInfo*/) {}
 

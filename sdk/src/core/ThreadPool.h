@@ -19,6 +19,7 @@ public:
     class Batch {
     public:
         void wait();
+
     private:
         friend class ThreadPool;
         std::mutex m_mutex;

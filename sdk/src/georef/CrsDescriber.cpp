@@ -16,26 +16,43 @@ namespace {
 
 const char* const kRaw = "RAW";
 
-std::string text(const char* value) { return value ? std::string(value) : std::string(); }
+std::string text(const char* value)
+{
+    return value ? std::string(value) : std::string();
+}
 
-bool near(double a, double b) { return std::fabs(a - b) <= 1e-9 * std::fabs(b); }
+bool near(double a, double b)
+{
+    return std::fabs(a - b) <= 1e-9 * std::fabs(b);
+}
 
 // Geodetic-table codes of the datums users meet most, by EPSG datum code. Others keep their
 // own name, which a table lookup on the user's side can still match.
 const char* wellKnownDatum(int epsgDatum)
 {
     switch (epsgDatum) {
-    case 6326: return "WGS84";
-    case 6322: return "WGS72";
-    case 6269: return "NAD83";
-    case 6267: return "NAD27";
-    case 6258: return "ETRS89";
-    case 6230: return "ED50";
-    case 6283: return "GDA94";
-    case 1168: return "GDA2020";
-    case 6167: return "NZGD2000";
-    case 6277: return "OSGB36";
-    default: return nullptr;
+        case 6326:
+            return "WGS84";
+        case 6322:
+            return "WGS72";
+        case 6269:
+            return "NAD83";
+        case 6267:
+            return "NAD27";
+        case 6258:
+            return "ETRS89";
+        case 6230:
+            return "ED50";
+        case 6283:
+            return "GDA94";
+        case 1168:
+            return "GDA2020";
+        case 6167:
+            return "NZGD2000";
+        case 6277:
+            return "OSGB36";
+        default:
+            return nullptr;
     }
 }
 

@@ -117,17 +117,26 @@ int seekFile(void* handle, vsi_l_offset offset, int whence)
 {
     auto* file = static_cast<OpenFile*>(handle);
     uint64_t base = 0;
-    if (whence == SEEK_CUR) base = file->position;
-    else if (whence == SEEK_END) base = file->size;
-    else if (whence != SEEK_SET) return -1;
+    if (whence == SEEK_CUR)
+        base = file->position;
+    else if (whence == SEEK_END)
+        base = file->size;
+    else if (whence != SEEK_SET)
+        return -1;
     if (offset > std::numeric_limits<uint64_t>::max() - base) return -1;
     file->position = base + offset;
     file->atEnd = false;
     return 0;
 }
 
-vsi_l_offset tellFile(void* handle) { return static_cast<OpenFile*>(handle)->position; }
-int endOfFile(void* handle) { return static_cast<OpenFile*>(handle)->atEnd ? 1 : 0; }
+vsi_l_offset tellFile(void* handle)
+{
+    return static_cast<OpenFile*>(handle)->position;
+}
+int endOfFile(void* handle)
+{
+    return static_cast<OpenFile*>(handle)->atEnd ? 1 : 0;
+}
 
 int closeFile(void* handle)
 {
@@ -137,15 +146,39 @@ int closeFile(void* handle)
 
 // An empty (not null) list tells GDAL there are no siblings, so it neither lists a folder nor
 // probes for .aux.xml, world or RPC files beside a virtual image.
-char** noSiblings(void*, const char*) { return static_cast<char**>(CPLCalloc(1, sizeof(char*))); }
+char** noSiblings(void*, const char*)
+{
+    return static_cast<char**>(CPLCalloc(1, sizeof(char*)));
+}
 
-char** refuseListing(void*, const char*, int) { return nullptr; }
-int refuseByName(void*, const char*) { return -1; }
-int refuseRename(void*, const char*, const char*) { return -1; }
-int refuseMkdir(void*, const char*, long) { return -1; }
-size_t refuseWrite(void*, const void*, size_t, size_t) { return 0; }
-int refuseFlush(void*) { return -1; }
-int refuseTruncate(void*, vsi_l_offset) { return -1; }
+char** refuseListing(void*, const char*, int)
+{
+    return nullptr;
+}
+int refuseByName(void*, const char*)
+{
+    return -1;
+}
+int refuseRename(void*, const char*, const char*)
+{
+    return -1;
+}
+int refuseMkdir(void*, const char*, long)
+{
+    return -1;
+}
+size_t refuseWrite(void*, const void*, size_t, size_t)
+{
+    return 0;
+}
+int refuseFlush(void*)
+{
+    return -1;
+}
+int refuseTruncate(void*, vsi_l_offset)
+{
+    return -1;
+}
 
 bool installHandler()
 {

@@ -16,8 +16,7 @@ namespace {
 
 // Answers every HTTP request GDAL would make on this thread (a CRS or schema named by URL in a
 // GMLJP2 box, say) with a failure: reading where an image lies must never reach the network.
-CPLHTTPResult* refuseFetch(const char*, CSLConstList, GDALProgressFunc, void*, CPLHTTPFetchWriteFunc, void*,
-                           void*)
+CPLHTTPResult* refuseFetch(const char*, CSLConstList, GDALProgressFunc, void*, CPLHTTPFetchWriteFunc, void*, void*)
 {
     auto* result = static_cast<CPLHTTPResult*>(CPLCalloc(1, sizeof(CPLHTTPResult)));
     result->nStatus = 1;

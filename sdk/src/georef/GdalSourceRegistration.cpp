@@ -7,8 +7,7 @@ namespace Engine {
 
 GdalSourceRegistration::GdalSourceRegistration(std::shared_ptr<ByteSource> source)
     : m_path(GdalByteSourceFilesystem::registerSource(std::move(source)))
-{
-}
+{}
 
 GdalSourceRegistration::~GdalSourceRegistration()
 {

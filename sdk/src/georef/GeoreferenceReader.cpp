@@ -68,8 +68,8 @@ DatasetFacts readFacts(const std::string& path, const char* boxes)
     DatasetFacts facts;
     const std::string georefSources = std::string("GEOREF_SOURCES=") + boxes;
     const char* const openOptions[] = {georefSources.c_str(), nullptr};
-    GDALDatasetUniquePtr dataset(GDALDataset::Open(path.c_str(), GDAL_OF_RASTER | GDAL_OF_READONLY,
-                                                   kJpeg2000Drivers, openOptions, nullptr));
+    GDALDatasetUniquePtr dataset(
+        GDALDataset::Open(path.c_str(), GDAL_OF_RASTER | GDAL_OF_READONLY, kJpeg2000Drivers, openOptions, nullptr));
     if (!dataset) return facts;
     facts.hasGeoTransform = dataset->GetGeoTransform(facts.gt) == CE_None && GeoTransformConverter::isUsable(facts.gt);
     const OGRSpatialReference* crs = dataset->GetSpatialRef();
@@ -119,8 +119,8 @@ Georeferencing GeoreferenceReader::read(const std::shared_ptr<ByteSource>& sourc
         GdalSourceRegistration registration(source);
         facts = readBoxes(registration.path(), origin);
     }
-    if (!facts.hasGeoTransform && WorldFileReader::readGeoTransform(localPath, facts.gt)
-        && GeoTransformConverter::isUsable(facts.gt)) {
+    if (!facts.hasGeoTransform && WorldFileReader::readGeoTransform(localPath, facts.gt) &&
+        GeoTransformConverter::isUsable(facts.gt)) {
         facts.hasGeoTransform = true;
         origin = "world file";
         if (!facts.crs) facts.crs = WorldFileReader::readProjection(localPath);

@@ -11,7 +11,7 @@ namespace Engine {
 namespace {
 // A .prj holds one WKT text; anything larger is not one and is not read into memory.
 constexpr GIntBig kMaxProjectionFileBytes = 64 * 1024;
-}
+}  // namespace
 
 bool WorldFileReader::isLocalPath(const std::string& path)
 {
@@ -43,8 +43,8 @@ std::unique_ptr<OGRSpatialReference> WorldFileReader::readProjection(const std::
     auto crs = std::make_unique<OGRSpatialReference>();
     crs->SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
     // The limitations forbid following the text to other files or to the network.
-    if (text.empty() || crs->SetFromUserInput(text.c_str(), OGRSpatialReference::SET_FROM_USER_INPUT_LIMITATIONS_get())
-                            != OGRERR_NONE)
+    if (text.empty() ||
+        crs->SetFromUserInput(text.c_str(), OGRSpatialReference::SET_FROM_USER_INPUT_LIMITATIONS_get()) != OGRERR_NONE)
         return nullptr;
     return crs;
 }

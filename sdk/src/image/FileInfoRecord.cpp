@@ -41,7 +41,8 @@ FileInfoRecord::FileInfoRecord(const ImageDescription& d, const Georeferencing& 
     m_info.nFormatVersion = d.formatVersion;
     m_info.szCompressionDate = &m_compressionDate[0];
     m_info.fActualCompressionRate =
-        fileBytes ? static_cast<float>(static_cast<double>(uncompressedBytes(d)) / static_cast<double>(fileBytes)) : 0.0f;
+        fileBytes ? static_cast<float>(static_cast<double>(uncompressedBytes(d)) / static_cast<double>(fileBytes))
+                  : 0.0f;
     m_info.pFileMetaData = nullptr;  // JPEG 2000 carries no authoring record of this kind
 }
 

@@ -16,7 +16,7 @@ struct BandLayout {
     std::string description;  ///< "Red", "Green", "Blue", "Grayscale", "AllOpacity", "Band N"
     uint8_t bits = 8;
     bool isSigned = false;
-    uint32_t dx = 1;          ///< horizontal sub-sampling of the component
+    uint32_t dx = 1;  ///< horizontal sub-sampling of the component
     uint32_t dy = 1;
 };
 
@@ -27,7 +27,7 @@ struct ImageDescription {
     std::vector<BandLayout> bands;
     PLKColorSpace colorSpace = PLK_COLOR_NONE;
     PLKCellType cellType = PLK_CELL_UINT8;
-    int alphaBand = -1;                 ///< index of the opacity band, -1 when there is none
+    int alphaBand = -1;  ///< index of the opacity band, -1 when there is none
     uint8_t formatVersion = 1;
     uint16_t targetCompressionRate = 0;
     std::vector<PLKJP2Box> xmlBoxes;    ///< in file order

@@ -15,16 +15,20 @@ std::shared_ptr<OpenImage> ImageRegistry::acquire(const std::string& name, const
     // header twice. Opening reads only headers, so the wait is short.
     std::lock_guard<std::mutex> lock(m_mutex);
     for (auto it = m_images.begin(); it != m_images.end();) {
-        if (it->second.expired()) it = m_images.erase(it);
-        else ++it;
+        if (it->second.expired())
+            it = m_images.erase(it);
+        else
+            ++it;
     }
     if (auto existing = m_images[name].lock()) {
         error = CError();
         return existing;
     }
     auto image = OpenImage::open(name, settings, error);
-    if (image) m_images[name] = image;
-    else m_images.erase(name);
+    if (image)
+        m_images[name] = image;
+    else
+        m_images.erase(name);
     return image;
 }
 

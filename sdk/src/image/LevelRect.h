@@ -21,14 +21,8 @@ struct LevelRect {
     {
         return {std::max(x0, o.x0), std::max(y0, o.y0), std::min(x1, o.x1), std::min(y1, o.y1)};
     }
-    bool contains(const LevelRect& o) const
-    {
-        return o.x0 >= x0 && o.y0 >= y0 && o.x1 <= x1 && o.y1 <= y1;
-    }
-    bool operator==(const LevelRect& o) const
-    {
-        return x0 == o.x0 && y0 == o.y0 && x1 == o.x1 && y1 == o.y1;
-    }
+    bool contains(const LevelRect& o) const { return o.x0 >= x0 && o.y0 >= y0 && o.x1 <= x1 && o.y1 <= y1; }
+    bool operator==(const LevelRect& o) const { return x0 == o.x0 && y0 == o.y0 && x1 == o.x1 && y1 == o.y1; }
 };
 
 }  // namespace Engine

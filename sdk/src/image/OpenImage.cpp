@@ -73,8 +73,8 @@ CError OpenImage::load(const std::string& name)
     m_georef = GeoreferenceReader::read(m_source, path, m_settings.projectionFormat);
     m_fileInfo.reset(new FileInfoRecord(m_container.description, m_georef, m_source->size()));
     CLog::Log("view", LOG_INFO, "Opened %s: %u x %u cells, %zu bands, %u levels, EPSG %d", path.c_str(),
-              m_container.description.width, m_container.description.height,
-              m_container.description.bands.size(), m_container.decoder->levels(), m_georef.epsg);
+              m_container.description.width, m_container.description.height, m_container.description.bands.size(),
+              m_container.decoder->levels(), m_georef.epsg);
     return CError();
 }
 

@@ -14,16 +14,16 @@ class CConfig;
 namespace Engine {
 
 struct StreamSettings {
-    std::string userAgent;          ///< HTTP User-Agent of stream requests
-    bool diskCacheEnabled = true;   ///< keep streamed bytes in the disk cache
-    int diskCacheSizeMb = 256;      ///< bound of the disk cache
-    std::string diskCacheFolder;    ///< where "*.data" and "*.cache" files live
+    std::string userAgent;            ///< HTTP User-Agent of stream requests
+    bool diskCacheEnabled = true;     ///< keep streamed bytes in the disk cache
+    int diskCacheSizeMb = 256;        ///< bound of the disk cache
+    std::string diskCacheFolder;      ///< where "*.data" and "*.cache" files live
     unsigned int blockingTimeMs = 0;  ///< how long a blocking read waits for data (0 = no limit)
 };
 
 struct OpenSettings {
     PLKProjectionFormat projectionFormat = PLK_PROJECTION_GDT;
-    bool resilient = true;          ///< decode damaged data as far as it goes
+    bool resilient = true;  ///< decode damaged data as far as it goes
     StreamSettings stream;
 
     /// The configuration's values now.

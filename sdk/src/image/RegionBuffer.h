@@ -23,10 +23,7 @@ struct RegionBuffer {
         samples.assign(static_cast<size_t>(w) * h * b, 0);
     }
     int32_t* plane(uint32_t band) { return samples.data() + static_cast<size_t>(band) * width * height; }
-    const int32_t* plane(uint32_t band) const
-    {
-        return samples.data() + static_cast<size_t>(band) * width * height;
-    }
+    const int32_t* plane(uint32_t band) const { return samples.data() + static_cast<size_t>(band) * width * height; }
     size_t bytes() const { return samples.size() * sizeof(int32_t); }
 };
 

@@ -34,8 +34,8 @@ public:
     /// (sub-sampled components are brought up to it). `cancel`, when set during the decode,
     /// makes it give up early with PLK_ERROR_CANCELLED. With `resilient`, damaged or truncated
     /// data decodes as far as it goes; otherwise it fails with a message.
-    virtual CError decode(uint32_t tile, uint32_t level, uint32_t layers, const LevelRect& rect,
-                          RegionBuffer& out, const std::atomic<bool>* cancel, bool resilient) = 0;
+    virtual CError decode(uint32_t tile, uint32_t level, uint32_t layers, const LevelRect& rect, RegionBuffer& out,
+                          const std::atomic<bool>* cancel, bool resilient) = 0;
 };
 
 }  // namespace Engine

@@ -25,8 +25,7 @@ std::shared_ptr<FileByteSource> FileByteSource::open(const std::string& path, CE
     }
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
-        error = CError(PLK_ERROR_FILE_OPEN,
-                       "The file '" + path + "' cannot be opened: " + std::strerror(errno) + ".");
+        error = CError(PLK_ERROR_FILE_OPEN, "The file '" + path + "' cannot be opened: " + std::strerror(errno) + ".");
         return nullptr;
     }
     return std::shared_ptr<FileByteSource>(new FileByteSource(path, fd, static_cast<uint64_t>(st.st_size)));
@@ -34,8 +33,7 @@ std::shared_ptr<FileByteSource> FileByteSource::open(const std::string& path, CE
 
 FileByteSource::FileByteSource(std::string path, int fd, uint64_t size)
     : m_path(std::move(path)), m_fd(fd), m_size(size)
-{
-}
+{}
 
 FileByteSource::~FileByteSource()
 {

@@ -93,17 +93,25 @@ CError CodestreamHeader::parseMarker(uint16_t marker, const uint8_t* body, size_
 {
     if (marker != SIZ && !m_sawSiz) return damaged("the SIZ marker is not first");
     switch (marker) {
-    case SIZ: return parseSiz(body, length);
-    case COD: return parseCod(body, length);
-    case COC: return parseCoc(body, length);
-    case COM: parseCom(body, length); return {};
-    case POC: hasPoc = true; return {};
-    case PPM:
-        if (length < 1) return damaged("a PPM marker is empty");
-        m_ppmSeen = true;
-        m_ppmSegments.emplace_back(body[0], std::vector<uint8_t>(body + 1, body + length));
-        return {};
-    default: return {};  // quantisation, regions, CRG and others are OpenJPEG's business
+        case SIZ:
+            return parseSiz(body, length);
+        case COD:
+            return parseCod(body, length);
+        case COC:
+            return parseCoc(body, length);
+        case COM:
+            parseCom(body, length);
+            return {};
+        case POC:
+            hasPoc = true;
+            return {};
+        case PPM:
+            if (length < 1) return damaged("a PPM marker is empty");
+            m_ppmSeen = true;
+            m_ppmSegments.emplace_back(body[0], std::vector<uint8_t>(body + 1, body + length));
+            return {};
+        default:
+            return {};  // quantisation, regions, CRG and others are OpenJPEG's business
     }
 }
 
@@ -117,8 +125,7 @@ CError CodestreamHeader::parseSiz(const uint8_t* body, size_t length)
     xtsiz = c.u32(), ytsiz = c.u32(), xtosiz = c.u32(), ytosiz = c.u32();
     const uint32_t count = c.u16();
     if (!c.ok()) return damaged("the SIZ marker is too short");
-    if (count == 0 || count > kMaxComponents)
-        return damaged("it claims " + std::to_string(count) + " components");
+    if (count == 0 || count > kMaxComponents) return damaged("it claims " + std::to_string(count) + " components");
     if (c.remaining() != 3u * count) return damaged("the SIZ marker's length does not match its components");
     components.resize(count);
     for (CodestreamComponent& comp : components) {
@@ -139,13 +146,11 @@ CError CodestreamHeader::validateGeometry()
 {
     if (xsiz <= xosiz || ysiz <= yosiz) return damaged("the image is empty");
     if (xtsiz == 0 || ytsiz == 0) return damaged("the tile size is zero");
-    if (xtosiz > xosiz || ytosiz > yosiz || uint64_t(xtosiz) + xtsiz <= xosiz ||
-        uint64_t(ytosiz) + ytsiz <= yosiz)
+    if (xtosiz > xosiz || ytosiz > yosiz || uint64_t(xtosiz) + xtsiz <= xosiz || uint64_t(ytosiz) + ytsiz <= yosiz)
         return damaged("the first tile does not cover the image's corner");
     const uint64_t across = ceilDiv(uint64_t(xsiz) - xtosiz, xtsiz);
     const uint64_t down = ceilDiv(uint64_t(ysiz) - ytosiz, ytsiz);
-    if (across * down > kMaxTiles)
-        return damaged("it claims " + std::to_string(across * down) + " tiles");
+    if (across * down > kMaxTiles) return damaged("it claims " + std::to_string(across * down) + " tiles");
     tilesAcross = static_cast<uint32_t>(across);
     tilesDown = static_cast<uint32_t>(down);
     return {};
@@ -193,8 +198,7 @@ CError CodestreamHeader::parseCoc(const uint8_t* body, size_t length)
     const uint8_t levels = c.u8();
     if (!c.ok()) return damaged("a COC marker is too short");
     if (index >= components.size()) return damaged("a COC marker names a component that does not exist");
-    if (levels > kMaxDecompositions)
-        return damaged("it claims " + std::to_string(levels) + " decomposition levels");
+    if (levels > kMaxDecompositions) return damaged("it claims " + std::to_string(levels) + " decomposition levels");
     m_cocDecompositions[index] = levels;
     return {};
 }

@@ -25,17 +25,27 @@ struct GridRect {
 struct CodestreamComponent {
     uint8_t bits = 8;
     bool isSigned = false;
-    uint8_t dx = 1;               ///< horizontal sub-sampling on the reference grid
+    uint8_t dx = 1;  ///< horizontal sub-sampling on the reference grid
     uint8_t dy = 1;
-    uint8_t decompositions = 0;   ///< from COC when it has one, else from COD
+    uint8_t decompositions = 0;  ///< from COC when it has one, else from COD
 };
 
 class CodestreamHeader {
 public:
     // Markers we look at.
     enum Marker : uint16_t {
-        SOC = 0xFF4F, SIZ = 0xFF51, COD = 0xFF52, COC = 0xFF53, TLM = 0xFF55, PLM = 0xFF57,
-        POC = 0xFF5F, PPM = 0xFF60, PPT = 0xFF61, COM = 0xFF64, SOT = 0xFF90, SOD = 0xFF93,
+        SOC = 0xFF4F,
+        SIZ = 0xFF51,
+        COD = 0xFF52,
+        COC = 0xFF53,
+        TLM = 0xFF55,
+        PLM = 0xFF57,
+        POC = 0xFF5F,
+        PPM = 0xFF60,
+        PPT = 0xFF61,
+        COM = 0xFF64,
+        SOT = 0xFF90,
+        SOD = 0xFF93,
         EOC = 0xFFD9,
     };
     static constexpr uint32_t kMaxComponents = 16384;
@@ -67,19 +77,19 @@ public:
     std::vector<CodestreamComponent> components;
 
     // Coding style defaults (COD).
-    uint8_t progression = 0;      ///< 0 LRCP, 1 RLCP, 2 RPCL, 3 PCRL, 4 CPRL
+    uint8_t progression = 0;  ///< 0 LRCP, 1 RLCP, 2 RPCL, 3 PCRL, 4 CPRL
     uint16_t layers = 0;
     uint8_t mct = 0;
     uint8_t decompositions = 0;
-    uint8_t codeBlockWidthExp = 0;   ///< code-block width is 2^exp
+    uint8_t codeBlockWidthExp = 0;  ///< code-block width is 2^exp
     uint8_t codeBlockHeightExp = 0;
-    uint8_t transform = 0;        ///< 0 irreversible 9x7, 1 reversible 5x3
+    uint8_t transform = 0;  ///< 0 irreversible 9x7, 1 reversible 5x3
     bool sop = false;
     bool eph = false;
     /// Precinct size exponents (width, height) per resolution, coarsest first.
     std::vector<std::pair<uint8_t, uint8_t>> precinctExps;
 
-    std::string comment;          ///< first Latin-text COM
+    std::string comment;  ///< first Latin-text COM
     bool hasPoc = false;
     uint32_t mainHeaderLength = 0;  ///< bytes from SOC up to the first SOT
 
@@ -108,9 +118,9 @@ private:
     CError finish();
     CError splitPackedHeaders();
 
-    std::vector<uint8_t> m_keptHeader;           ///< main header without TLM/PLM/PPM
-    size_t m_sizOffset = 0;                      ///< where the SIZ segment starts in m_keptHeader
-    std::vector<uint8_t> m_cocDecompositions;    ///< 0xFF = no COC for the component
+    std::vector<uint8_t> m_keptHeader;         ///< main header without TLM/PLM/PPM
+    size_t m_sizOffset = 0;                    ///< where the SIZ segment starts in m_keptHeader
+    std::vector<uint8_t> m_cocDecompositions;  ///< 0xFF = no COC for the component
     std::vector<std::pair<uint8_t, std::vector<uint8_t>>> m_ppmSegments;  ///< (Zppm, data)
     std::vector<std::vector<uint8_t>> m_ppmChunks;
     bool m_ppmSeen = false;

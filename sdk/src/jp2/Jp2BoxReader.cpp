@@ -107,8 +107,7 @@ CError Jp2BoxReader::readFile()
         pos = box.contentOffset + box.contentLength;
     }
     if (m_sawCodestream) return {};
-    if (m_sawFragmentTable)
-        return CError(PLK_ERROR_UNSUPPORTED_FEATURE, "a code-stream split into fragments");
+    if (m_sawFragmentTable) return CError(PLK_ERROR_UNSUPPORTED_FEATURE, "a code-stream split into fragments");
     return damaged("the file holds no code-stream");
 }
 
@@ -130,8 +129,7 @@ CError Jp2BoxReader::readBoxHeader(uint64_t offset, uint64_t end, Box& box)
     } else if (length == 0) {
         length = available;  // the last box runs to the end of the file
     }
-    if (length < headerLength)
-        return damaged("the box '" + typeName(box.type) + "' has an impossible length");
+    if (length < headerLength) return damaged("the box '" + typeName(box.type) + "' has an impossible length");
     box.contentOffset = offset + headerLength;
     box.truncated = length > available;
     box.contentLength = (box.truncated ? available : length) - headerLength;
@@ -141,21 +139,30 @@ CError Jp2BoxReader::readBoxHeader(uint64_t offset, uint64_t end, Box& box)
 CError Jp2BoxReader::readTopLevelBox(const Box& box)
 {
     switch (box.type) {
-    case kFileType: return checkFileType(box);
-    case kHeader: return m_sawHeader ? CError() : readHeaderBox(box);
-    case kXml: m_out.xmlBoxes.push_back({kXml, box.contentOffset, box.contentLength}); return {};
-    case kUuid: return readUuid(box);
-    case kAssociation: return readAssociation(box, 0);
-    case kFragmentTable: m_sawFragmentTable = true; return {};
-    case kCodestream:
-        if (!m_sawCodestream) {
-            m_sawCodestream = true;
-            m_out.codestreamOffset = box.contentOffset;
-            m_out.codestreamLength = box.contentLength;
-            m_out.codestreamTruncated = box.truncated;
-        }
-        return {};
-    default: return {};
+        case kFileType:
+            return checkFileType(box);
+        case kHeader:
+            return m_sawHeader ? CError() : readHeaderBox(box);
+        case kXml:
+            m_out.xmlBoxes.push_back({kXml, box.contentOffset, box.contentLength});
+            return {};
+        case kUuid:
+            return readUuid(box);
+        case kAssociation:
+            return readAssociation(box, 0);
+        case kFragmentTable:
+            m_sawFragmentTable = true;
+            return {};
+        case kCodestream:
+            if (!m_sawCodestream) {
+                m_sawCodestream = true;
+                m_out.codestreamOffset = box.contentOffset;
+                m_out.codestreamLength = box.contentLength;
+                m_out.codestreamTruncated = box.truncated;
+            }
+            return {};
+        default:
+            return {};
     }
 }
 
@@ -168,8 +175,7 @@ CError Jp2BoxReader::checkFileType(const Box& box)
     // JPX files that a JP2 reader can show list 'jp2 ' among their compatible brands.
     for (size_t at = 0; at + 4 <= bytes.size(); at += at == 0 ? 8 : 4) {
         const uint32_t b = ByteCursor::peek32(bytes.data() + at);
-        if (b == boxType("jp2 ") || b == boxType("jpx ") || b == boxType("jpxb") || b == boxType("jph "))
-            return {};
+        if (b == boxType("jp2 ") || b == boxType("jpx ") || b == boxType("jpxb") || b == boxType("jph ")) return {};
     }
     return CError(PLK_ERROR_UNSUPPORTED_FEATURE, "the file type '" + typeName(brand) + "'");
 }
@@ -204,8 +210,7 @@ CError Jp2BoxReader::readHeaderBox(const Box& box)
         }
         if (length < header || length > bytes.size() - pos)
             return damaged("the box '" + typeName(type) + "' in the header box has an impossible length");
-        if (const CError error = readHeaderChild(type, p + header, static_cast<size_t>(length) - header))
-            return error;
+        if (const CError error = readHeaderChild(type, p + header, static_cast<size_t>(length) - header)) return error;
         pos += static_cast<size_t>(length);
     }
     return {};
@@ -214,11 +219,16 @@ CError Jp2BoxReader::readHeaderBox(const Box& box)
 CError Jp2BoxReader::readHeaderChild(uint32_t type, const uint8_t* data, size_t size)
 {
     switch (type) {
-    case kColour: return m_sawColour ? CError() : readColour(data, size);
-    case kChannelDefinition: return readChannelDefinitions(data, size);
-    case kPalette: return readPalette(data, size);
-    case kComponentMap: return readComponentMap(data, size);
-    default: return {};  // ihdr, bpcc and res add nothing the code-stream does not say
+        case kColour:
+            return m_sawColour ? CError() : readColour(data, size);
+        case kChannelDefinition:
+            return readChannelDefinitions(data, size);
+        case kPalette:
+            return readPalette(data, size);
+        case kComponentMap:
+            return readComponentMap(data, size);
+        default:
+            return {};  // ihdr, bpcc and res add nothing the code-stream does not say
     }
 }
 
@@ -230,10 +240,18 @@ CError Jp2BoxReader::readColour(const uint8_t* data, size_t size)
     if (method == 1) {
         if (size < 7) return damaged("the colour box is too short");
         switch (ByteCursor::peek32(data + 3)) {
-        case 16: m_out.colour = Jp2Colour::SRGB; break;
-        case 17: m_out.colour = Jp2Colour::Greyscale; break;
-        case 18: m_out.colour = Jp2Colour::SYCC; break;
-        default: m_out.colour = Jp2Colour::Unknown; break;
+            case 16:
+                m_out.colour = Jp2Colour::SRGB;
+                break;
+            case 17:
+                m_out.colour = Jp2Colour::Greyscale;
+                break;
+            case 18:
+                m_out.colour = Jp2Colour::SYCC;
+                break;
+            default:
+                m_out.colour = Jp2Colour::Unknown;
+                break;
         }
     } else if (method == 2 || method == 3) {
         // An ICC profile: its header says whether it describes RGB or grey cells.

@@ -18,9 +18,9 @@ enum class Jp2Colour { Unknown, SRGB, Greyscale, SYCC };
 /// A colour look-up table (pclr) with the columns its channels use.
 struct Jp2Palette {
     uint32_t entries = 0;
-    std::vector<uint8_t> bits;      ///< per column
-    std::vector<bool> isSigned;     ///< per column
-    std::vector<int32_t> values;    ///< entries x columns, entry after entry
+    std::vector<uint8_t> bits;    ///< per column
+    std::vector<bool> isSigned;   ///< per column
+    std::vector<int32_t> values;  ///< entries x columns, entry after entry
 };
 
 /// Where an output channel comes from: a component directly, or a palette column indexed by
@@ -44,7 +44,7 @@ struct Jp2Boxes {
     bool codestreamTruncated = false;  ///< the file ends inside the code-stream box
     Jp2Colour colour = Jp2Colour::Unknown;
     std::vector<Jp2ChannelDefinition> channelDefinitions;
-    Jp2Palette palette;                ///< entries == 0 when there is none
+    Jp2Palette palette;                  ///< entries == 0 when there is none
     std::vector<Jp2Channel> channelMap;  ///< from cmap; empty means one channel per component
     std::vector<PLKJP2Box> xmlBoxes;
     bool hasGeoJp2 = false;
@@ -63,10 +63,10 @@ public:
 private:
     struct Box {
         uint32_t type = 0;
-        uint64_t offset = 0;         ///< of the box header
+        uint64_t offset = 0;  ///< of the box header
         uint64_t contentOffset = 0;
         uint64_t contentLength = 0;
-        bool truncated = false;      ///< the box claims more bytes than there are
+        bool truncated = false;  ///< the box claims more bytes than there are
     };
 
     explicit Jp2BoxReader(ByteSource& source, Jp2Boxes& out) : m_source(source), m_out(out) {}

@@ -46,8 +46,8 @@ CError Jp2ContainerReader::open(const std::shared_ptr<ByteSource>& source, const
                   index.damage().c_str());
 
     out.description = Jp2ImageDescriber::describe(boxes, header, channels);
-    out.decoder = std::make_unique<Jp2RegionDecoder>(source, std::move(header), std::move(index),
-                                                     std::move(channels), boxes.palette);
+    out.decoder = std::make_unique<Jp2RegionDecoder>(source, std::move(header), std::move(index), std::move(channels),
+                                                     boxes.palette);
     return {};
 }
 

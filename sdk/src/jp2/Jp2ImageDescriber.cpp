@@ -25,17 +25,20 @@ Jp2Colour effectiveColour(Jp2Colour declared, size_t colourChannels)
 PLKColorSpace colorSpaceOf(Jp2Colour colour)
 {
     switch (colour) {
-    case Jp2Colour::SRGB: return PLK_COLOR_SRGB;
-    case Jp2Colour::SYCC: return PLK_COLOR_YCBCR;
-    case Jp2Colour::Greyscale: return PLK_COLOR_GREYSCALE;
-    default: return PLK_COLOR_MULTIBAND;
+        case Jp2Colour::SRGB:
+            return PLK_COLOR_SRGB;
+        case Jp2Colour::SYCC:
+            return PLK_COLOR_YCBCR;
+        case Jp2Colour::Greyscale:
+            return PLK_COLOR_GREYSCALE;
+        default:
+            return PLK_COLOR_MULTIBAND;
     }
 }
 
 }  // namespace
 
-CError Jp2ImageDescriber::channels(const Jp2Boxes& boxes, const CodestreamHeader& header,
-                                   std::vector<Jp2Channel>& out)
+CError Jp2ImageDescriber::channels(const Jp2Boxes& boxes, const CodestreamHeader& header, std::vector<Jp2Channel>& out)
 {
     out.clear();
     const size_t components = header.components.size();
@@ -80,7 +83,8 @@ void Jp2ImageDescriber::describeBands(const Jp2Boxes& boxes, const CodestreamHea
         const CodestreamComponent& comp = header.components[channel.component];
         BandLayout band;
         band.bits = channel.paletteColumn >= 0 ? boxes.palette.bits[channel.paletteColumn] : comp.bits;
-        band.isSigned = channel.paletteColumn >= 0 ? bool(boxes.palette.isSigned[channel.paletteColumn]) : comp.isSigned;
+        band.isSigned =
+            channel.paletteColumn >= 0 ? bool(boxes.palette.isSigned[channel.paletteColumn]) : comp.isSigned;
         band.dx = comp.dx;
         band.dy = comp.dy;
         d.bands.push_back(band);
@@ -95,8 +99,10 @@ void Jp2ImageDescriber::nameBands(const Jp2Boxes& boxes, ImageDescription& d)
     std::vector<int> association(count, 0);  // 1-based colour a channel carries, 0 when not said
     for (const Jp2ChannelDefinition& def : boxes.channelDefinitions) {
         if (def.channel >= count) continue;
-        if (def.type == 1 || def.type == 2) opacity[def.channel] = true;
-        else if (def.type == 0 && def.assoc >= 1 && def.assoc <= 3) association[def.channel] = def.assoc;
+        if (def.type == 1 || def.type == 2)
+            opacity[def.channel] = true;
+        else if (def.type == 0 && def.assoc >= 1 && def.assoc <= 3)
+            association[def.channel] = def.assoc;
     }
     const size_t colourChannels = static_cast<size_t>(std::count(opacity.begin(), opacity.end(), false));
     const Jp2Colour colour = effectiveColour(boxes.colour, colourChannels);
@@ -112,9 +118,12 @@ void Jp2ImageDescriber::nameBands(const Jp2Boxes& boxes, ImageDescription& d)
         }
         const int which = association[i] ? association[i] - 1 : nthColour;
         ++nthColour;
-        if ((colour == Jp2Colour::SRGB || colour == Jp2Colour::SYCC) && which < 3) name = rgb[which];
-        else if (colour == Jp2Colour::Greyscale && which == 0) name = "Grayscale";
-        else name = "Band " + std::to_string(i + 1);
+        if ((colour == Jp2Colour::SRGB || colour == Jp2Colour::SYCC) && which < 3)
+            name = rgb[which];
+        else if (colour == Jp2Colour::Greyscale && which == 0)
+            name = "Grayscale";
+        else
+            name = "Band " + std::to_string(i + 1);
     }
 }
 

@@ -24,15 +24,14 @@ constexpr uint64_t kMaxCells = uint64_t(1) << 30;
 
 }  // namespace
 
-Jp2RegionDecoder::Jp2RegionDecoder(std::shared_ptr<ByteSource> source, CodestreamHeader header,
-                                   TilePartIndex index, std::vector<Jp2Channel> channels, Jp2Palette palette)
+Jp2RegionDecoder::Jp2RegionDecoder(std::shared_ptr<ByteSource> source, CodestreamHeader header, TilePartIndex index,
+                                   std::vector<Jp2Channel> channels, Jp2Palette palette)
     : m_source(std::move(source)),
       m_header(std::move(header)),
       m_index(std::move(index)),
       m_channels(std::move(channels)),
       m_palette(std::move(palette))
-{
-}
+{}
 
 uint32_t Jp2RegionDecoder::levels() const
 {
@@ -173,8 +172,8 @@ CError Jp2RegionDecoder::runDecoder(uint32_t tile, uint32_t level, uint32_t laye
     request.reduce = level;
     request.layers = layers >= m_header.layers ? 0 : layers;
     request.area = area;
-    request.wholeImage = request.area.x0 == whole.x0 && request.area.y0 == whole.y0 &&
-                         request.area.x1 == whole.x1 && request.area.y1 == whole.y1;
+    request.wholeImage = request.area.x0 == whole.x0 && request.area.y0 == whole.y0 && request.area.x1 == whole.x1 &&
+                         request.area.y1 == whole.y1;
     const CError error = OpjCodestreamDecoder::decode(codestream, request, image);
     if (!error || request.wholeImage) return error;
     // Skipping the precincts outside a window is OpenJPEG 2.5.0's less travelled path (its own

@@ -46,8 +46,8 @@ private:
     CError runDecoder(uint32_t tile, uint32_t level, uint32_t layers, const GridRect& area,
                       const std::vector<uint8_t>& codestream, OpjImage& image) const;
     CError fill(const opj_image_t& image, uint32_t level, const LevelRect& rect, RegionBuffer& out) const;
-    void fillBand(const opj_image_comp_t& comp, const Jp2Channel& channel, uint32_t level,
-                  const LevelRect& rect, int32_t* plane) const;
+    void fillBand(const opj_image_comp_t& comp, const Jp2Channel& channel, uint32_t level, const LevelRect& rect,
+                  int32_t* plane) const;
     CError damaged(const std::string& detail) const;
 
     std::shared_ptr<ByteSource> m_source;

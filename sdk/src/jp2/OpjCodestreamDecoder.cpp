@@ -131,9 +131,9 @@ CError OpjCodestreamDecoder::decode(const std::vector<uint8_t>& codestream, cons
     }
     image.reset(raw);
     const GridRect& a = request.area;
-    if (!request.wholeImage && !opj_set_decode_area(codec.get(), image.get(), static_cast<OPJ_INT32>(a.x0),
-                                                    static_cast<OPJ_INT32>(a.y0), static_cast<OPJ_INT32>(a.x1),
-                                                    static_cast<OPJ_INT32>(a.y1)))
+    if (!request.wholeImage &&
+        !opj_set_decode_area(codec.get(), image.get(), static_cast<OPJ_INT32>(a.x0), static_cast<OPJ_INT32>(a.y0),
+                             static_cast<OPJ_INT32>(a.x1), static_cast<OPJ_INT32>(a.y1)))
         return failure(messages, "the region cannot be set");
     if (!opj_decode(codec.get(), stream.get(), image.get()) || !opj_end_decompress(codec.get(), stream.get()))
         return failure(messages, "OpenJPEG could not decode it");

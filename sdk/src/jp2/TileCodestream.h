@@ -18,8 +18,7 @@ class TileCodestream {
 public:
     TileCodestream(ByteSource& source, const CodestreamHeader& header, const TilePartIndex& index)
         : m_source(source), m_header(header), m_index(index)
-    {
-    }
+    {}
 
     /// Builds the code-stream of `tile` for a decode at resolution reduction `level` into
     /// `out`. Unless `resilient`, a tile whose data is cut short is an error; with it, the
@@ -33,8 +32,8 @@ public:
 
 private:
     CError readPart(const TilePart& part, std::vector<uint8_t>& bytes) const;
-    CError appendPart(const TilePart& part, const std::vector<uint8_t>& bytes, uint32_t partCount,
-                      uint32_t& pptIndex, std::vector<uint8_t>& out) const;
+    CError appendPart(const TilePart& part, const std::vector<uint8_t>& bytes, uint32_t partCount, uint32_t& pptIndex,
+                      std::vector<uint8_t>& out) const;
     CError appendPackedHeaders(const TilePart& part, uint32_t& pptIndex, std::vector<uint8_t>& out) const;
     static bool tilePartHeaderChangesOrder(const std::vector<uint8_t>& part);
 

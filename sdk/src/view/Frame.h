@@ -12,9 +12,9 @@ struct Frame {
     uint32_t width = 0;
     uint32_t height = 0;
     uint32_t bands = 0;
-    uint32_t level = 0;                ///< resolution level it was made from
-    std::vector<uint8_t> planes;       ///< bands x height x width
-    std::vector<uint8_t> coverage;     ///< height x width; 0 where the pixel is off the image
+    uint32_t level = 0;             ///< resolution level it was made from
+    std::vector<uint8_t> planes;    ///< bands x height x width
+    std::vector<uint8_t> coverage;  ///< height x width; 0 where the pixel is off the image
 
     void allocate(uint32_t w, uint32_t h, uint32_t b)
     {

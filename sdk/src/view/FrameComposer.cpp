@@ -47,7 +47,8 @@ uint32_t FrameComposer::countBlocks(const ViewSnapshot& view, uint32_t level, ui
     return BlockFetcher::countBlocks(request, m_cache, available);
 }
 
-CError FrameComposer::compose(const ViewSnapshot& view, uint32_t level, const std::shared_ptr<std::atomic<bool>>& cancel,
+CError FrameComposer::compose(const ViewSnapshot& view, uint32_t level,
+                              const std::shared_ptr<std::atomic<bool>>& cancel,
                               const std::function<void(uint32_t)>& onBlocksReady, Frame& out) const
 {
     AxisSamples columns, rows;

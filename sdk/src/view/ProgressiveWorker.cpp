@@ -5,8 +5,7 @@ namespace Engine {
 
 ProgressiveWorker::ProgressiveWorker(std::function<void(uint64_t)> runPasses)
     : m_runPasses(std::move(runPasses)), m_thread([this] { loop(); })
-{
-}
+{}
 
 ProgressiveWorker::~ProgressiveWorker()
 {

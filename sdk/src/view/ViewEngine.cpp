@@ -103,14 +103,15 @@ CError ViewEngine::close(bool freeCache)
     return CError();
 }
 
-CError ViewEngine::setView(const std::vector<uint32_t>& bands, int width, int height, double x1, double y1,
-                           double x2, double y2)
+CError ViewEngine::setView(const std::vector<uint32_t>& bands, int width, int height, double x1, double y1, double x2,
+                           double y2)
 {
     if (!m_image) return CError(PLK_ERROR_NO_FILE_OPEN, "No image is open in this view.");
     if (m_headerOnly) return CError(PLK_ERROR_INVALID_ARGUMENT, "This view was opened for its metadata only.");
     const size_t imageBands = m_image->description().bands.size();
     if (bands.empty() || bands.size() > 4)
-        return CError(PLK_ERROR_INVALID_BAND, "A view shows 1 to 4 bands; " + std::to_string(bands.size()) + " were asked for.");
+        return CError(PLK_ERROR_INVALID_BAND,
+                      "A view shows 1 to 4 bands; " + std::to_string(bands.size()) + " were asked for.");
     for (uint32_t b : bands)
         if (b >= imageBands)
             return CError(PLK_ERROR_INVALID_BAND, "Band " + std::to_string(b) + " does not exist; the image has " +
@@ -283,8 +284,8 @@ PLKReadStatus ViewEngine::prepareBlockingFrame()
     updateCounters(view, target);
     auto frame = std::make_shared<Frame>();
     m_blocksAvailable = 0;
-    const CError error = composer.compose(view, target, currentCancel(), [this](uint32_t n) { m_blocksAvailable += n; },
-                                          *frame);
+    const CError error = composer.compose(
+        view, target, currentCancel(), [this](uint32_t n) { m_blocksAvailable += n; }, *frame);
     if (error.GetErrorNumber() == PLK_ERROR_CANCELLED) return PLK_READ_CANCELLED;
     if (error) CLog::Log("view", LOG_ERROR, "%s", error.GetErrorText());
     m_reader.frame = frame;
@@ -370,8 +371,8 @@ CError ViewEngine::clearTransforms()
     return CError();
 }
 
-CError ViewEngine::calculateTransforms(uint32_t count, const uint32_t* bands,
-                                       std::vector<API::CMinMaxTransform*>& out, double clipPercent)
+CError ViewEngine::calculateTransforms(uint32_t count, const uint32_t* bands, std::vector<API::CMinMaxTransform*>& out,
+                                       double clipPercent)
 {
     out.clear();
     if (!m_image) return CError(PLK_ERROR_NO_FILE_OPEN, "No image is open in this view.");

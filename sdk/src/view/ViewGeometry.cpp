@@ -16,8 +16,7 @@ ViewGeometry::ViewGeometry(const GridTransform& g, uint32_t imageWidth, uint32_t
       m_top((y1 - g.originY) / g.cellY),
       m_right((x2 - g.originX) / g.cellX),
       m_bottom((y2 - g.originY) / g.cellY)
-{
-}
+{}
 
 double ViewGeometry::cellsPerPixel() const
 {
@@ -47,8 +46,7 @@ AxisSamples ViewGeometry::rows(int64_t levelHeight) const
     return axis(m_top, m_bottom, m_height, m_imageHeight, levelHeight);
 }
 
-AxisSamples ViewGeometry::axis(double start, double end, uint32_t pixels, uint32_t imageCells,
-                               int64_t levelCells) const
+AxisSamples ViewGeometry::axis(double start, double end, uint32_t pixels, uint32_t imageCells, int64_t levelCells) const
 {
     AxisSamples s;
     s.nearest.resize(pixels);

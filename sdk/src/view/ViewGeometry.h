@@ -29,8 +29,8 @@ struct AxisSamples {
 
 class ViewGeometry {
 public:
-    ViewGeometry(const GridTransform& grid, uint32_t imageWidth, uint32_t imageHeight, uint32_t width,
-                 uint32_t height, double x1, double y1, double x2, double y2);
+    ViewGeometry(const GridTransform& grid, uint32_t imageWidth, uint32_t imageHeight, uint32_t width, uint32_t height,
+                 double x1, double y1, double x2, double y2);
 
     /// The coarsest level that still gives every pixel at least one cell; with
     /// `nearestOptimised`, the level nearest in scale (up to half a level coarser).

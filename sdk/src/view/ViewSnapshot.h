@@ -17,15 +17,15 @@ struct BandTransform {
 };
 
 struct ViewSnapshot {
-    uint64_t generation = 0;          ///< bumped by every SetView
-    std::vector<uint32_t> bands;      ///< 1 to 4 band indices of the image
+    uint64_t generation = 0;      ///< bumped by every SetView
+    std::vector<uint32_t> bands;  ///< 1 to 4 band indices of the image
     uint32_t width = 0;
     uint32_t height = 0;
     double x1 = 0, y1 = 0, x2 = 0, y2 = 0;  ///< world top-left and bottom-right
     PLKResampleMethod resample = PLK_RESAMPLE_NEAREST;
     bool dither = false;
     bool autoscaleOpacity = false;
-    uint32_t layers = 0;              ///< 0 = all quality layers
+    uint32_t layers = 0;  ///< 0 = all quality layers
     bool resilient = true;
     bool optimizeNearest = true;
     std::vector<BandTransform> transforms;  ///< one per band of the image
@@ -39,8 +39,8 @@ struct ViewSnapshot {
         for (size_t i = 0; i < transforms.size(); ++i) {
             const BandTransform& a = transforms[i];
             const BandTransform& b = o.transforms[i];
-            if (a.active != b.active ||
-                (a.active && (a.transform.GetMin() != b.transform.GetMin() || a.transform.GetMax() != b.transform.GetMax())))
+            if (a.active != b.active || (a.active && (a.transform.GetMin() != b.transform.GetMin() ||
+                                                      a.transform.GetMax() != b.transform.GetMax())))
                 return false;
         }
         return true;

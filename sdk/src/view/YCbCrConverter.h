@@ -12,8 +12,7 @@ class YCbCrConverter {
 public:
     explicit YCbCrConverter(uint8_t bits)
         : m_offset(1 << (std::max<int>(bits, 1) - 1)), m_max((1 << std::max<int>(bits, 1)) - 1)
-    {
-    }
+    {}
 
     /// values[0..2] hold Y, Cb, Cr on entry and R, G, B on return.
     void toRgb(float* values) const

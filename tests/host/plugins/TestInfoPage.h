@@ -4,8 +4,7 @@
 #include <QtWidgets/QWidget>
 
 // The test plug-in's information page: logs the layer it is given.
-class TestInfoPage : public QWidget, public Korvane::ILayerPropertiesWidget
-{
+class TestInfoPage : public QWidget, public Korvane::ILayerPropertiesWidget {
     Q_OBJECT
     Q_INTERFACES(Korvane::ILayerPropertiesWidget)
 public:

@@ -6,8 +6,7 @@
 #include <QtCore/QObject>
 
 // A complete layer plug-in, as a third party would write one against the host's headers.
-class TestLayerPlugin : public QObject, public ILayerPluginInfo, public ILayerPlugin, public ILayerEditorPlugin
-{
+class TestLayerPlugin : public QObject, public ILayerPluginInfo, public ILayerPlugin, public ILayerEditorPlugin {
     Q_OBJECT
     Q_PLUGIN_METADATA(IID "com.korvane.viewer.plugin.HostTestLayerPlugin")
     Q_INTERFACES(ILayerPluginInfo ILayerPlugin ILayerEditorPlugin)

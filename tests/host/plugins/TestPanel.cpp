@@ -9,8 +9,7 @@
 
 using Korvane::Application;
 
-TestPanel::TestPanel(QWidget* parent)
-    : QWidget(parent), m_label(new QLabel(QStringLiteral("no layer"), this))
+TestPanel::TestPanel(QWidget* parent) : QWidget(parent), m_label(new QLabel(QStringLiteral("no layer"), this))
 {
     (new QVBoxLayout(this))->addWidget(m_label);
 }
@@ -24,7 +23,7 @@ void TestPanel::onLayerActivated(Korvane::Map::Layer* layer)
 
 void TestPanel::onSubWindowActivated(QMdiSubWindow* window)
 {
-    Application::logMessage(QStringLiteral("test panel: window %1")
-                                .arg(window ? window->windowTitle() : QStringLiteral("none")),
-                            Application::Notice);
+    Application::logMessage(
+        QStringLiteral("test panel: window %1").arg(window ? window->windowTitle() : QStringLiteral("none")),
+        Application::Notice);
 }

@@ -8,12 +8,11 @@ namespace Korvane {
 namespace Map {
 class Layer;
 }
-} // namespace Korvane
+}  // namespace Korvane
 
 // The test plug-in's dock panel: says in the log which layer and map window the host
 // reported, so a test can follow the host's notifications from outside the process.
-class TestPanel : public QWidget
-{
+class TestPanel : public QWidget {
     Q_OBJECT
 public:
     explicit TestPanel(QWidget* parent = nullptr);

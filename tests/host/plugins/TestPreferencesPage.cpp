@@ -4,8 +4,7 @@
 
 #include <QtCore/QSettings>
 
-TestPreferencesPage::TestPreferencesPage(QWidget* parent)
-    : QWidget(parent)
+TestPreferencesPage::TestPreferencesPage(QWidget* parent) : QWidget(parent)
 {
     setWindowTitle(QStringLiteral("Test preferences"));
 }

@@ -2,8 +2,7 @@
 #include <QtWidgets/QWidget>
 
 // The test plug-in's preferences page; onSavePrefs marks the settings.
-class TestPreferencesPage : public QWidget
-{
+class TestPreferencesPage : public QWidget {
     Q_OBJECT
 public:
     explicit TestPreferencesPage(QWidget* parent = nullptr);

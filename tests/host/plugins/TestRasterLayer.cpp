@@ -7,10 +7,7 @@
 
 #include <chrono>
 
-TestRasterLayer::TestRasterLayer(Korvane::Map::IRendererClient* client)
-    : RasterLayer(client)
-{
-}
+TestRasterLayer::TestRasterLayer(Korvane::Map::IRendererClient* client) : RasterLayer(client) {}
 
 TestRasterLayer::~TestRasterLayer()
 {
@@ -20,8 +17,7 @@ TestRasterLayer::~TestRasterLayer()
 void TestRasterLayer::stopWorker()
 {
     m_cancel = true;
-    if (m_worker.joinable())
-        m_worker.join();
+    if (m_worker.joinable()) m_worker.join();
     m_cancel = false;
 }
 
@@ -98,8 +94,7 @@ signed char TestRasterLayer::getPercentComplete()
 
 void TestRasterLayer::paint(Korvane::GeoPainter& painter, const QRectF*, const QRect*)
 {
-    if (!isValid())
-        return;
+    if (!isValid()) return;
     painter.setPen(Qt::NoPen);
     painter.setBrush(m_percent.load() >= 100 ? m_color : QColor(Qt::gray));
     painter.drawWorldRect(getBounds());

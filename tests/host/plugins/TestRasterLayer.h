@@ -12,8 +12,7 @@
 // steps, calling refresh from there; until the last step it paints grey. A "late" layer's
 // worker starts 200 ms after setView and reports the previous view's 100 % until then, as
 // decoders that update their progress on their own thread do.
-class TestRasterLayer : public Korvane::Map::RasterLayer
-{
+class TestRasterLayer : public Korvane::Map::RasterLayer {
     Q_OBJECT
 public:
     explicit TestRasterLayer(Korvane::Map::IRendererClient* client = nullptr);

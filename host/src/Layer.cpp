@@ -5,7 +5,9 @@
 
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
+#include <QtCore/QMetaProperty>
 #include <QtCore/QUuid>
+#include <QtGui/QColor>
 #include <QtXml/QDomDocument>
 #include <QtXml/QDomElement>
 
@@ -36,6 +38,101 @@ QString childText(const QDomNode& parent, const QString& tag, const QString& fal
 bool isAddress(const QString& source)
 {
     return source.contains(QLatin1String("://"));
+}
+
+const QString DisplayTag = QStringLiteral("display");
+const QString PropertyTag = QStringLiteral("property");
+
+QString bandsText(const QVector<int>& bands)
+{
+    QStringList parts;
+    for (int band : bands) parts << QString::number(band);
+    return parts.join(QLatin1Char(','));
+}
+
+QVector<int> parseBands(const QString& text, bool* ok)
+{
+    QVector<int> bands;
+    *ok = true;
+    for (const QString& part : text.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+        bool partOk = false;
+        bands << part.trimmed().toInt(&partOk);
+        *ok = *ok && partOk;
+    }
+    return bands;
+}
+
+// A layer's own settings as text, or a null string for values a project cannot hold.
+QString propertyText(const QMetaProperty& property, const QVariant& value)
+{
+    if (property.isEnumType()) return QString::number(value.toInt());
+    if (value.userType() == QMetaType::QColor) return value.value<QColor>().name(QColor::HexArgb);
+    if (value.userType() == qMetaTypeId<QVector<int>>()) return bandsText(value.value<QVector<int>>());
+    if (value.canConvert<QString>()) return value.toString();
+    return QString();
+}
+
+bool writePropertyText(QObject* object, const QMetaProperty& property, const QString& text)
+{
+    if (property.isEnumType()) return property.write(object, text.toInt());
+    if (property.userType() == qMetaTypeId<QVector<int>>()) {
+        bool ok = false;
+        const QVector<int> bands = parseBands(text, &ok);
+        return ok && property.write(object, QVariant::fromValue(bands));
+    }
+    return property.write(object, text);
+}
+
+// The settings a raster layer's class adds as stored, writable Qt properties (outline,
+// resampling, quality layers...), then what every raster layer has: transparency, contrast,
+// brightness and the bands shown.
+void writeDisplay(Layer* layer, QDomNode& node, QDomDocument& document)
+{
+    const QMetaObject* meta = layer->metaObject();
+    for (int i = Layer::staticMetaObject.propertyCount(); i < meta->propertyCount(); ++i) {
+        const QMetaProperty property = meta->property(i);
+        if (!property.isReadable() || !property.isWritable() || !property.isStored()) continue;
+        const QString text = propertyText(property, property.read(layer));
+        if (text.isNull()) continue;
+        QDomElement element = document.createElement(PropertyTag);
+        element.setAttribute(QStringLiteral("name"), QString::fromLatin1(property.name()));
+        element.setAttribute(QStringLiteral("value"), text);
+        node.appendChild(element);
+    }
+    auto* raster = qobject_cast<RasterLayer*>(layer);
+    if (!raster) return;
+    QDomElement display = document.createElement(DisplayTag);
+    display.setAttribute(QStringLiteral("transparency"), QString::number(raster->getTransparency(), 'g', 17));
+    display.setAttribute(QStringLiteral("contrast"), QString::number(raster->getContrast(), 'g', 17));
+    display.setAttribute(QStringLiteral("brightness"), QString::number(raster->getBrightness(), 'g', 17));
+    display.setAttribute(QStringLiteral("bands"), bandsText(raster->getBandList()));
+    node.appendChild(display);
+}
+
+// In the order written; the common settings come last, so that whatever a class-specific
+// setting reopens or resets is overwritten with what the user had.
+void readDisplay(Layer* layer, const QDomNode& node)
+{
+    const QMetaObject* meta = layer->metaObject();
+    for (QDomElement element = node.firstChildElement(PropertyTag); !element.isNull();
+         element = element.nextSiblingElement(PropertyTag)) {
+        const int index = meta->indexOfProperty(element.attribute(QStringLiteral("name")).toLatin1().constData());
+        if (index < Layer::staticMetaObject.propertyCount()) continue;
+        const QMetaProperty property = meta->property(index);
+        if (property.isWritable()) writePropertyText(layer, property, element.attribute(QStringLiteral("value")));
+    }
+    auto* raster = qobject_cast<RasterLayer*>(layer);
+    const QDomElement display = node.firstChildElement(DisplayTag);
+    if (!raster || display.isNull()) return;
+    bool ok = false;
+    const QVector<int> bands = parseBands(display.attribute(QStringLiteral("bands")), &ok);
+    if (ok && !bands.isEmpty()) raster->setBandList(bands);
+    const double transparency = display.attribute(QStringLiteral("transparency")).toDouble(&ok);
+    if (ok) raster->setTransparency(transparency);
+    const double contrast = display.attribute(QStringLiteral("contrast")).toDouble(&ok);
+    if (ok) raster->setContrast(contrast);
+    const double brightness = display.attribute(QStringLiteral("brightness")).toDouble(&ok);
+    if (ok) raster->setBrightness(brightness);
 }
 
 }  // namespace
@@ -116,6 +213,7 @@ bool Layer::writeXML(QDomNode& node, QDomDocument& document)
     appendTextElement(node, document, UidTag, getUid());
     appendTextElement(node, document, CommentsTag, getComments());
     appendTextElement(node, document, DescriptionTag, getDescription());
+    writeDisplay(this, node, document);
     return true;
 }
 
@@ -143,6 +241,7 @@ bool Layer::readXML(QDomNode& node, QDir& projectDir, QString* error)
     const QDomElement description = node.firstChildElement(DescriptionTag);
     if (!description.isNull() && !description.text().isEmpty()) setDescription(description.text());
     setVisible(childText(node, VisibleTag, QStringLiteral("1")) != QLatin1String("0"));
+    readDisplay(this, node);
     return true;
 }
 

@@ -4,7 +4,13 @@
 #include "QDGui/Layer.h"
 #include "QDGui/RasterLayer.h"
 
+#include <QtCore/QFileInfo>
+#include <QtCore/QMimeData>
 #include <QtCore/QTimer>
+#include <QtCore/QUrl>
+#include <QtGui/QDragEnterEvent>
+#include <QtGui/QDropEvent>
+#include <QtGui/QKeyEvent>
 #include <QtGui/QMouseEvent>
 #include <QtGui/QPaintEvent>
 #include <QtGui/QWheelEvent>
@@ -19,13 +25,28 @@ namespace {
 constexpr double ZoomPerNotch = 1.25;
 // A burst of wheel steps counts as one interaction; it ends this long after the last step.
 constexpr int WheelQuietMs = 250;
+// Keys and buttons zoom by a factor of two and pan by a quarter of the view.
+constexpr double ZoomStep = 2.0;
+constexpr double PanStep = 0.25;
+
+QStringList localFiles(const QMimeData* data)
+{
+    QStringList files;
+    if (!data) return files;
+    for (const QUrl& url : data->urls())
+        if (url.isLocalFile() && QFileInfo(url.toLocalFile()).isFile()) files << url.toLocalFile();
+    return files;
+}
 }  // namespace
 
 MapView::MapView(QWidget* parent, Qt::WindowFlags flags) : QWidget(parent, flags), m_wheelTimer(new QTimer(this))
 {
     setMouseTracking(true);
     setAttribute(Qt::WA_OpaquePaintEvent);
-    setFocusPolicy(Qt::StrongFocus);
+    // A click gives the map the keyboard; Tab never does, so tabbing through a panel cannot
+    // land in (and activate) another map window.
+    setFocusPolicy(Qt::ClickFocus);
+    setAcceptDrops(true);
     setMinimumSize(64, 64);
     m_wheelTimer->setSingleShot(true);
     m_wheelTimer->setInterval(WheelQuietMs);
@@ -34,7 +55,12 @@ MapView::MapView(QWidget* parent, Qt::WindowFlags flags) : QWidget(parent, flags
 
 MapView::~MapView()
 {
-    // Layers go first, while the view they may still call back is whole.
+    // Whoever shows the active layer lets go of it before it is deleted; then the layers go,
+    // while the view they may still call back is whole.
+    if (m_activeLayer) {
+        m_activeLayer = nullptr;
+        emit activeLayerChanged(nullptr);
+    }
     const QList<Layer*> layers = m_layers;
     m_layers.clear();
     for (Layer* layer : layers) {
@@ -67,7 +93,12 @@ int MapView::addLayer(Layer* layer, int position)
         if (auto* raster = qobject_cast<RasterLayer*>(layer)) raster->beginUpdate(true);
 
     updateOrientation();
-    if (m_autoFit) liveViewport().fit(layerExtentOfAll());
+    const QRectF extent = layerExtent(layer);
+    if (m_autoFit)
+        liveViewport().fit(layerExtentOfAll());
+    else if (!extent.isNull() &&
+             (layerExtentOfAll() == extent || !extent.intersects(liveViewport().visibleWorld().normalized())))
+        liveViewport().fit(extent);  // the first layer, or one out of sight: rather than an empty map
     emit layersChanged();
     setActiveLayer(layer);
     viewChanged();
@@ -97,9 +128,10 @@ void MapView::forgetLayer(Layer* layer)
     updateOrientation();
     emit layersChanged();
     if (m_activeLayer == layer || m_activeLayer.isNull()) {
+        // Also when nothing is left: panels must hear of it before the layer is deleted.
         Layer* next = m_layers.isEmpty() ? nullptr : m_layers.value(qMax(0, index - 1), m_layers.last());
-        m_activeLayer = nullptr;
-        setActiveLayer(next);
+        m_activeLayer = next;
+        emit activeLayerChanged(next);
     }
     update();
 }
@@ -141,6 +173,7 @@ void MapView::setLayerVisible(Layer* layer, bool visible)
     layer->setVisible(visible);
     updateLayerViews();
     update();
+    emit layerVisibilityChanged(layer, visible);
 }
 
 QList<RasterLayer*> MapView::rasterLayers() const
@@ -219,6 +252,26 @@ void MapView::zoomToAll()
     beginInteraction();
     liveViewport().fit(extent);
     endInteraction();
+}
+
+void MapView::zoomIn()
+{
+    zoomAt(QPointF(width() / 2.0, height() / 2.0), ZoomStep);
+}
+
+void MapView::zoomOut()
+{
+    zoomAt(QPointF(width() / 2.0, height() / 2.0), 1.0 / ZoomStep);
+}
+
+Layer* MapView::layerAt(const QPointF& devicePos) const
+{
+    const QPointF world = viewport().toWorld(devicePos);
+    for (int i = m_layers.size() - 1; i >= 0; --i) {
+        Layer* layer = m_layers.at(i);
+        if (layer->isVisible() && layerExtent(layer).contains(world)) return layer;
+    }
+    return nullptr;
 }
 
 void MapView::setBackgroundColor(const QColor& color)
@@ -364,6 +417,53 @@ void MapView::wheelEvent(QWheelEvent* event)
     viewChanged();
     emit cursorWorldPositionChanged(liveViewport().toWorld(event->position()));
     event->accept();
+}
+
+void MapView::keyPressEvent(QKeyEvent* event)
+{
+    const QPointF step(width() * PanStep, height() * PanStep);
+    switch (event->key()) {
+        case Qt::Key_Plus:
+        case Qt::Key_Equal:
+            zoomIn();
+            break;
+        case Qt::Key_Minus:
+            zoomOut();
+            break;
+        case Qt::Key_Home:
+            zoomToAll();
+            break;
+        // An arrow moves the view that way: the picture moves the other.
+        case Qt::Key_Left:
+            panBy(QPointF(step.x(), 0));
+            break;
+        case Qt::Key_Right:
+            panBy(QPointF(-step.x(), 0));
+            break;
+        case Qt::Key_Up:
+            panBy(QPointF(0, step.y()));
+            break;
+        case Qt::Key_Down:
+            panBy(QPointF(0, -step.y()));
+            break;
+        default:
+            QWidget::keyPressEvent(event);
+            return;
+    }
+    event->accept();
+}
+
+void MapView::dragEnterEvent(QDragEnterEvent* event)
+{
+    if (!localFiles(event->mimeData()).isEmpty()) event->acceptProposedAction();
+}
+
+void MapView::dropEvent(QDropEvent* event)
+{
+    const QStringList files = localFiles(event->mimeData());
+    if (files.isEmpty()) return;
+    event->acceptProposedAction();
+    emit filesDropped(files);
 }
 
 void MapView::endWheelInteraction()

@@ -193,4 +193,24 @@ Map::Layer* PluginManager::createLayer(const QString& className)
     return nullptr;
 }
 
+const PluginManager::Plugin* PluginManager::pluginOf(Map::Layer* layer) const
+{
+    if (!layer) return nullptr;
+    for (const Plugin& plugin : m_plugins) {
+        if (!plugin.info) continue;
+        const QByteArray className = plugin.info->getClassName().toLatin1();
+        if (!className.isEmpty() && layer->inherits(className.constData())) return &plugin;
+    }
+    return nullptr;
+}
+
+QString PluginManager::layerKind(Map::Layer* layer) const
+{
+    if (!layer) return QString();
+    if (const Plugin* plugin = pluginOf(layer)) return plugin->info->getDescription();
+    if (qobject_cast<ImageLayer*>(layer)) return tr("Image");
+    auto* raster = qobject_cast<Map::RasterLayer*>(layer);
+    return raster ? raster->getFormat() : QString();
+}
+
 }  // namespace Korvane

@@ -246,32 +246,81 @@ private slots:
         QCOMPARE(active.size(), 1);
     }
 
-    void refusedLayers()
+    void activeLayerIsLetGoBeforeItIsDeleted_data()
     {
-        MapView view;
-        auto* a = new RecordingLayer(NorthUpBounds);
-        QCOMPARE(view.addLayer(nullptr, -1), -1);
-        QCOMPARE(view.addLayer(a, -1), 0);
-        QCOMPARE(view.addLayer(a, -1), -1);
-        QCOMPARE(view.layers().size(), 1);
+        QTest::addColumn<QString>("how");
+        QTest::addColumn<bool>("othersLeft");
+        QTest::newRow("removed, another left") << "remove" << true;
+        QTest::newRow("removed, the last one") << "remove" << false;
+        QTest::newRow("deleted behind the view's back") << "delete" << false;
+        QTest::newRow("the view goes") << "view" << true;
     }
 
-    void removingTheActiveLayerActivatesAnother()
+    void activeLayerIsLetGoBeforeItIsDeleted()
     {
+        QFETCH(QString, how);
+        QFETCH(bool, othersLeft);
+        auto* view = new MapView;
+        auto* other = othersLeft ? new RecordingLayer(NorthUpBounds) : nullptr;
+        if (other) view->addLayer(other, -1);
+        auto* layer = new RecordingLayer(NorthUpBounds);
+        view->addLayer(layer, -1);
+        QCOMPARE(view->addLayer(layer, -1), -1);  // once only
+        // What a panel would hold: the active layer as last announced.
+        Korvane::Map::Layer* shown = layer;
+        bool shownWhenDeleted = false;
+        connect(view, &MapView::activeLayerChanged, this, [&](Korvane::Map::Layer* now) { shown = now; });
+        connect(layer, &QObject::destroyed, this, [&]() { shownWhenDeleted = shown == layer; });
+        if (how == "remove")
+            QVERIFY(view->removeLayer(layer));
+        else if (how == "delete")
+            delete layer;
+        if (how != "view") {
+            QCOMPARE(view->activeLayer(), other);
+            QCOMPARE(view->layers().size(), othersLeft ? 1 : 0);
+        }
+        delete view;
+        QVERIFY(!shownWhenDeleted);
+        QVERIFY(!shown);
+    }
+
+    void keysAndNewLayersMoveTheView_data()
+    {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<QPointF>("centerMoves");  // in device pixels of the 400 x 300 view
+        QTest::addColumn<double>("zoom");
+        QTest::newRow("plus") << int(Qt::Key_Plus) << QPointF() << 2.0;
+        QTest::newRow("minus") << int(Qt::Key_Minus) << QPointF() << 0.5;
+        QTest::newRow("left") << int(Qt::Key_Left) << QPointF(-100, 0) << 1.0;
+        QTest::newRow("right") << int(Qt::Key_Right) << QPointF(100, 0) << 1.0;
+        QTest::newRow("up") << int(Qt::Key_Up) << QPointF(0, -75) << 1.0;
+        QTest::newRow("down") << int(Qt::Key_Down) << QPointF(0, 75) << 1.0;
+        QTest::newRow("home after zooming in") << int(Qt::Key_Home) << QPointF() << 1.0 / 3;
+    }
+
+    void keysAndNewLayersMoveTheView()
+    {
+        QFETCH(int, key);
+        QFETCH(QPointF, centerMoves);
+        QFETCH(double, zoom);
         MapView view;
-        auto* a = new RecordingLayer(NorthUpBounds);
-        auto* b = new RecordingLayer(NorthUpBounds);
-        view.addLayer(a, -1);
-        view.addLayer(b, -1);
-        QPointer<RecordingLayer> watch(b);
-        QSignalSpy active(&view, &MapView::activeLayerChanged);
-        QVERIFY(view.removeLayer(b));
-        QVERIFY(watch.isNull());  // the view owned it
-        QCOMPARE(view.activeLayer(), a);
-        QCOMPARE(active.size(), 1);
-        delete a;  // behind the view's back
-        QVERIFY(view.layers().isEmpty());
-        QCOMPARE(view.activeLayer(), nullptr);
+        setUp(view, NorthUpBounds, QSize(400, 300));
+        const QPointF fitted = view.viewport().center();
+        view.zoomAt(QPointF(200, 150), key == Qt::Key_Home ? 3.0 : 1.0);
+        const QPointF expected = key == Qt::Key_Home ? fitted : view.toWorld(QPointF(200, 150) + centerMoves);
+        const double scale = view.unitsPerPixel();
+        QTest::keyClick(&view, Qt::Key(key));
+        QVERIFY(near(view.unitsPerPixel(), scale / zoom));
+        QVERIFY(near(view.viewport().center().x(), expected.x()));
+        QVERIFY(near(view.viewport().center().y(), expected.y()));
+
+        // A layer wholly out of sight brings the view to it; one in sight leaves it alone.
+        const QRectF before = view.visibleWorld();
+        view.addLayer(new RecordingLayer(NorthUpBounds.translated(90, -40)), -1);
+        QCOMPARE(view.visibleWorld(), before);
+        const QRectF far(50000, 90000, 40, -30);
+        view.addLayer(new RecordingLayer(far), -1);
+        QVERIFY(view.visibleWorld().normalized().contains(far.normalized()));
     }
 
     void renderToDrawsWithoutAScreen()

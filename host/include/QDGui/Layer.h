@@ -41,9 +41,10 @@ public:
     virtual void setDescription(QString description);
 
     // Projects. writeXML fills the given element with the data source, visibility, uid,
-    // comments and description; readXML reads them back and opens the data source through
-    // setDataSource (a relative path is taken relative to projectDir). On failure readXML
-    // answers false and, when error is given, says why.
+    // comments and description, the layer class's stored, writable Qt properties and, for
+    // raster layers, transparency, contrast, brightness and band list; readXML opens the data
+    // source through setDataSource (a relative path is taken relative to projectDir) and
+    // reads the rest back. On failure readXML answers false and, when error is given, says why.
     virtual bool readXML(QDomNode& node, QDir& projectDir, QString* error);
     virtual bool writeXML(QDomNode& node, QDomDocument& document);
 

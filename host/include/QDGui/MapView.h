@@ -5,6 +5,7 @@
 
 #include <QtCore/QList>
 #include <QtCore/QPointer>
+#include <QtCore/QStringList>
 #include <QtGui/QColor>
 #include <QtWidgets/QWidget>
 
@@ -20,7 +21,8 @@ class Layer;
 class RasterLayer;
 
 // A widget that shows a stack of layers. Index 0 is the bottom layer. Dragging with the
-// left button pans, the wheel zooms about the cursor; both are bracketed by beginUpdate /
+// left button pans, the wheel zooms about the cursor, + and - zoom, the arrow keys pan and
+// Home shows all layers; each is bracketed by beginUpdate /
 // endUpdate on the raster layers, and after every change of what is visible each visible
 // raster layer gets setView with the device size and visible world rectangle.
 class QDGUI_EXPORT MapView : public QWidget {
@@ -32,9 +34,12 @@ public:
     // Adds a layer at position (0 = bottom; -1 or past the end = on top) and takes
     // ownership. Returns its index, or -1 for a null layer or one already in the view.
     // The bottom raster layer sets the view's orientation. Until the user pans or zooms (or
-    // setCenterAndScale is called) the view shows all its layers, also after resizes.
+    // setCenterAndScale is called) the view shows all its layers, also after resizes; after
+    // that a layer that lies wholly outside the view brings the view to it.
     int addLayer(Korvane::Map::Layer* layer, int position = -1);
-    // Removes and deletes the layer; false when it is not in this view.
+    // Removes and deletes the layer; false when it is not in this view. When it is the active
+    // layer, activeLayerChanged names the next one (or null) before the layer is deleted; a
+    // view being destroyed reports a null active layer before its layers go.
     bool removeLayer(Korvane::Map::Layer* layer);
     // Removes the layer without deleting it; the caller owns it again.
     Korvane::Map::Layer* takeLayer(Korvane::Map::Layer* layer);
@@ -65,6 +70,11 @@ public:
     void panBy(const QPointF& deviceDelta);
     void zoomToLayer(Korvane::Map::Layer* layer);
     void zoomToAll();
+    // Twice as close / twice as far, about the centre of the view.
+    void zoomIn();
+    void zoomOut();
+    // The top visible layer whose extent holds the device point, or null.
+    Korvane::Map::Layer* layerAt(const QPointF& devicePos) const;
 
     QColor backgroundColor() const { return m_background; }
     void setBackgroundColor(const QColor& color);
@@ -76,10 +86,13 @@ public:
 signals:
     void activeLayerChanged(Korvane::Map::Layer* layer);
     void layersChanged();
+    void layerVisibilityChanged(Korvane::Map::Layer* layer, bool visible);
     void cursorWorldPositionChanged(const QPointF& world);
     // World units per device pixel.
     void scaleChanged(double unitsPerPixel);
     void extentChanged(const QRectF& visibleWorld);
+    // Local files dropped on the view (from a file manager).
+    void filesDropped(const QStringList& paths);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -88,6 +101,9 @@ protected:
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
 
 private slots:
     void onLayerRefresh(double x1, double y1, double x2, double y2);

@@ -70,6 +70,13 @@ public:
     // layer's), for projects; null when no plug-in makes it.
     Map::Layer* createLayer(const QString& className);
 
+    // The plug-in whose getClassName() is the layer's class (or one it derives from), or
+    // null (the built-in layer, or a layer no plug-in claims).
+    const Plugin* pluginOf(Map::Layer* layer) const;
+    // What users call the layer's kind: the plug-in's description, "Image" for the built-in
+    // layer, else the layer's format; never a class name.
+    QString layerKind(Map::Layer* layer) const;
+
 private:
     void fail(const QString& message);
     bool alreadyLoaded(const QString& canonicalPath) const;

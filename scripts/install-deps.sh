@@ -6,7 +6,8 @@ set -euo pipefail
 packages=(
   build-essential cmake pkg-config
   qtbase5-dev qtbase5-dev-tools libqt5xml5 qt5-image-formats-plugins
-  libopenjp2-7-dev libopenjp2-tools
+  libopenjp2-7-dev libopenjp2-tools liblcms2-dev
+  libopenjph-dev openjph-tools
   libgdal-dev gdal-bin
   libcurl4-openssl-dev
   xvfb xauth x11-utils

@@ -3,10 +3,13 @@
 //   xrvtool render FILE OUT.png --size WxH [--extent x1,y1,x2,y2 | --window c0,r0,c1,r1]
 //          [--progressive] [--layers N] [--bands r,g,b] [--resample nearest|bilinear]
 //          [--clip PERCENT] [--pan COUNT,DX,DY] [--cache-mb MB]
+//   xrvtool compress IN OUT.xrv [--rate N | --quality DB | --lossless] [--block N] [--bands 1,2,3]
+//          [--nodata V] [--metadata KEY=VALUE]... [--threads N]
 #include <QCoreApplication>
 #include <QStringList>
 #include <cstdio>
 
+#include "CompressCommand.h"
 #include "ConsoleLogger.h"
 #include "InfoCommand.h"
 #include "RenderCommand.h"
@@ -21,6 +24,8 @@ void usage()
                  "       xrvtool render FILE OUT.png --size WxH [--extent x1,y1,x2,y2 | --window c0,r0,c1,r1]\n"
                  "              [--progressive] [--layers N] [--bands r,g,b] [--resample nearest|bilinear]\n"
                  "              [--clip PERCENT] [--pan COUNT,DX,DY] [--cache-mb MB]\n"
+                 "       xrvtool compress IN OUT.xrv [--rate N | --quality DB | --lossless] [--block N]\n"
+                 "              [--bands 1,2,3] [--nodata V] [--metadata KEY=VALUE]... [--threads N]\n"
                  "       add --verbose before the command for the engine's informational messages\n");
 }
 
@@ -43,6 +48,8 @@ int main(int argc, char** argv)
         result = runInfo(args);
     else if (command == QLatin1String("render"))
         result = runRender(args);
+    else if (command == QLatin1String("compress"))
+        result = runCompress(args);
     else
         usage();
     PLK::CLog::RegisterLogger(static_cast<PLK::ILogger<char>*>(nullptr));

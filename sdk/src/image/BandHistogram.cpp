@@ -34,6 +34,21 @@ void BandHistogram::add(const int32_t* values, size_t count)
     }
 }
 
+void BandHistogram::addCounts(const std::vector<uint64_t>& counts)
+{
+    for (size_t i = 0; i < counts.size() && i < m_counts.size(); ++i) {
+        const uint64_t n = counts[i];
+        if (!n) continue;
+        const double v = bucketValue(i);
+        m_counts[i] += n;
+        m_min = m_total ? std::min(m_min, v) : v;
+        m_max = m_total ? std::max(m_max, v) : v;
+        m_total += n;
+        m_sum += v * static_cast<double>(n);
+        m_sumSquares += v * v * static_cast<double>(n);
+    }
+}
+
 double BandHistogram::bucketValue(size_t bucket) const
 {
     return static_cast<double>(m_typeMin + (static_cast<int64_t>(bucket) << m_shift));

@@ -15,6 +15,8 @@ public:
     BandHistogram(uint8_t bits, bool isSigned);
 
     void add(const int32_t* values, size_t count);
+    /// Adds counts given per bucket (as a file stores them); extra buckets are ignored.
+    void addCounts(const std::vector<uint64_t>& counts);
 
     uint32_t bucketCount() const { return static_cast<uint32_t>(m_counts.size()); }
     const std::vector<uint64_t>& counts() const { return m_counts; }

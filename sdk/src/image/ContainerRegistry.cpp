@@ -1,6 +1,7 @@
 #include "image/ContainerReader.h"
 
 #include "jp2/Jp2ContainerReader.h"
+#include "xrv/XrvContainerReader.h"
 
 namespace PLK {
 namespace Engine {
@@ -10,6 +11,7 @@ const std::vector<std::unique_ptr<ContainerReader>>& ContainerRegistry::readers(
     static const std::vector<std::unique_ptr<ContainerReader>> all = [] {
         std::vector<std::unique_ptr<ContainerReader>> list;
         list.push_back(std::make_unique<Jp2ContainerReader>());
+        list.push_back(std::make_unique<XrvContainerReader>());
         return list;
     }();
     return all;

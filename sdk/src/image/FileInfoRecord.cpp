@@ -12,10 +12,30 @@ uint64_t uncompressedBytes(const ImageDescription& d)
     return bytesPerCell * d.width * d.height;
 }
 
+// UTF-8 to wide characters (UTF-32 where wchar_t is 32 bits); broken sequences give U+FFFD.
+std::wstring widened(const std::string& s)
+{
+    std::wstring out;
+    for (size_t i = 0; i < s.size();) {
+        const unsigned char c = static_cast<unsigned char>(s[i]);
+        const int extra = c < 0x80 ? 0 : (c >> 5) == 6 ? 1 : (c >> 4) == 14 ? 2 : (c >> 3) == 30 ? 3 : -1;
+        uint32_t cp = extra == 0 ? c : extra == 1 ? c & 0x1F : extra == 2 ? c & 0x0F : c & 0x07;
+        bool ok = extra >= 0 && i + size_t(extra) < s.size() + (extra == 0 ? 1 : 0);
+        for (int k = 1; ok && k <= extra; ++k) {
+            const unsigned char n = static_cast<unsigned char>(s[i + size_t(k)]);
+            ok = (n >> 6) == 2;
+            cp = cp << 6 | (n & 0x3F);
+        }
+        out.push_back(ok ? static_cast<wchar_t>(cp) : static_cast<wchar_t>(0xFFFD));
+        i += ok ? size_t(extra) + 1 : 1;
+    }
+    return out;
+}
+
 }  // namespace
 
 FileInfoRecord::FileInfoRecord(const ImageDescription& d, const Georeferencing& g, uint64_t fileBytes)
-    : m_datum(g.datum), m_projection(g.projection)
+    : m_datum(g.datum), m_projection(g.projection), m_compressionDate(d.compressionDate)
 {
     m_descriptions.reserve(d.bands.size());
     for (const BandLayout& b : d.bands) m_descriptions.push_back(b.description);
@@ -44,6 +64,15 @@ FileInfoRecord::FileInfoRecord(const ImageDescription& d, const Georeferencing& 
         fileBytes ? static_cast<float>(static_cast<double>(uncompressedBytes(d)) / static_cast<double>(fileBytes))
                   : 0.0f;
     m_info.pFileMetaData = nullptr;  // JPEG 2000 carries no authoring record of this kind
+    if (d.authoring.size() == 10) {  // XRV files store the ten texts, in PLKFileMetaData's order
+        for (const std::string& s : d.authoring) m_authoring.push_back(widened(s));
+        wchar_t** slots[] = {&m_metadata.sClassification, &m_metadata.sAcquisitionDate,
+                             &m_metadata.sAcquisitionSensorName, &m_metadata.sCompressionSoftware,
+                             &m_metadata.sAuthor, &m_metadata.sCopyright, &m_metadata.sCompany,
+                             &m_metadata.sEmail, &m_metadata.sAddress, &m_metadata.sTelephone};
+        for (size_t i = 0; i < 10; ++i) *slots[i] = &m_authoring[i][0];
+        m_info.pFileMetaData = &m_metadata;
+    }
 }
 
 }  // namespace Engine

@@ -27,6 +27,8 @@ private:
     std::string m_compressionDate;
     std::vector<std::string> m_descriptions;
     std::vector<PLKBandInfo> m_bands;
+    std::vector<std::wstring> m_authoring;  ///< behind m_metadata
+    PLKFileMetaData m_metadata{};
 };
 
 }  // namespace Engine

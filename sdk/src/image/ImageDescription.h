@@ -8,6 +8,7 @@
 #include "PLKTypes.h"
 #include "ViewMetadataJp2.h"
 #include "ViewMetadataXRV.h"
+#include "georef/Georeferencing.h"
 
 namespace PLK {
 namespace Engine {
@@ -35,6 +36,14 @@ struct ImageDescription {
     ViewMetadata::ViewMetadataXRV xrv;  ///< block size (XRV only)
     bool hasGeoJp2 = false;             ///< a GeoJP2 uuid box is present
     bool hasGml = false;                ///< a GMLJP2 association box is present
+
+    // Facts an XRV file stores itself; other formats leave them empty.
+    bool hasStoredPlacement = false;     ///< storedPlacement comes from the file (georeferencing, RPC)
+    Georeferencing storedPlacement;      ///< used instead of asking GDAL
+    std::string compressionDate;         ///< as written at compression
+    std::vector<std::string> authoring;  ///< the ten authoring texts (UTF-8), empty when none stored
+    /// Per band, counted over every cell at compression: bucket i holds the type's minimum + i.
+    std::vector<std::vector<uint64_t>> storedHistograms;
 };
 
 }  // namespace Engine

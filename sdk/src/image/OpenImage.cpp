@@ -70,7 +70,9 @@ CError OpenImage::load(const std::string& name)
     error = m_reader->open(m_source, m_settings, m_container);
     if (error) return error;
 
-    m_georef = GeoreferenceReader::read(m_source, path, m_settings.projectionFormat);
+    m_georef = m_container.description.hasStoredPlacement
+                   ? m_container.description.storedPlacement
+                   : GeoreferenceReader::read(m_source, path, m_settings.projectionFormat);
     m_fileInfo.reset(new FileInfoRecord(m_container.description, m_georef, m_source->size()));
     CLog::Log("view", LOG_INFO, "Opened %s: %u x %u cells, %zu bands, %u levels, EPSG %d", path.c_str(),
               m_container.description.width, m_container.description.height, m_container.description.bands.size(),
@@ -92,6 +94,14 @@ CError OpenImage::histograms(std::vector<BandHistogram>& out)
 CError OpenImage::countHistograms()
 {
     const ImageDescription& d = description();
+    if (d.storedHistograms.size() == d.bands.size() && !d.bands.empty()) {  // counted exactly when written
+        m_histograms.clear();
+        for (size_t b = 0; b < d.bands.size(); ++b) {
+            m_histograms.emplace_back(d.bands[b].bits, d.bands[b].isSigned);
+            m_histograms.back().addCounts(d.storedHistograms[b]);
+        }
+        return CError();
+    }
     BlockFetcher::Request request;
     request.image = m_id;
     request.decoder = m_container.decoder.get();

@@ -44,7 +44,8 @@ void printImage(const PLK::CView& view)
 {
     const PLKFileInfo* i = view.GetFileInfo();
     std::printf("File: %s\n", view.GetFileName());
-    std::printf("Type: %s\n", view.GetFileType() == PLK_FILE_JPEG2000 ? "JPEG 2000" : "unknown");
+    const PLKFileType type = view.GetFileType();
+    std::printf("Type: %s\n", type == PLK_FILE_JPEG2000 ? "JPEG 2000" : type == PLK_FILE_XRV ? "XRV" : "unknown");
     std::printf("Size: %u x %u cells\n", i->nSizeX, i->nSizeY);
     std::printf("Bands: %u\n", i->nBands);
     for (uint16_t b = 0; b < i->nBands; ++b)
@@ -60,6 +61,29 @@ void printImage(const PLK::CView& view)
     std::printf("Projection: %s\n", i->szProjection);
     std::printf("Target compression: %u:1\n", i->nCompressionRate);
     std::printf("Actual compression: %.2f:1\n", i->fActualCompressionRate);
+    if (type == PLK_FILE_XRV) {
+        std::printf("File format version: %u\n", i->nFormatVersion);
+        std::printf("Block size: %u x %u\n", view.XRVMetadata().Blocksize().width,
+                    view.XRVMetadata().Blocksize().height);
+        std::printf("Compression date: %s\n", i->szCompressionDate);
+    }
+    if (const PLKFileMetaData* m = i->pFileMetaData) {
+        const wchar_t* texts[] = {m->sClassification,
+                                  m->sAcquisitionDate,
+                                  m->sAcquisitionSensorName,
+                                  m->sCompressionSoftware,
+                                  m->sAuthor,
+                                  m->sCopyright,
+                                  m->sCompany,
+                                  m->sEmail,
+                                  m->sAddress,
+                                  m->sTelephone};
+        const char* names[] = {"Classification", "Acquisition date", "Sensor",  "Compression software",
+                               "Author",         "Copyright",        "Company", "E-mail",
+                               "Address",        "Telephone"};
+        for (int k = 0; k < 10; ++k)
+            std::printf("%s: %s\n", names[k], texts[k] ? QString::fromWCharArray(texts[k]).toUtf8().constData() : "");
+    }
 }
 
 void printHeader(const PLK::CView& view)
@@ -155,7 +179,7 @@ int runInfo(const QStringList& args)
             result = 1;
         } else {
             printImage(view);
-            printHeader(view);
+            if (view.GetFileType() == PLK_FILE_JPEG2000) printHeader(view);
             printXmlBoxes(view);
             printRpc(view);
             printStatistics(view);

@@ -4,6 +4,7 @@
 //   mksample OUT.jp2 [--size WxH] [--tile N] [--levels N] [--layers N] [--rate R]
 //                    [--bands 1|3|4] [--bits 8|16] [--epsg CODE] [--origin X,Y]
 //                    [--cell SIZE] [--no-georef] [--threads N] [--progression ORDER]
+//                    [--xrv OUT.xrv]   (the same image also as XRV)
 
 #include <unistd.h>
 
@@ -20,6 +21,7 @@
 #include "Jp2Wrapper.h"
 #include "TextureGenerator.h"
 #include "TiledJ2kEncoder.h"
+#include "XrvSample.h"
 
 namespace fs = std::filesystem;
 
@@ -31,6 +33,7 @@ struct Options {
     J2kCodingParameters coding;
     Georeference georeference;
     bool georeferenced = true;
+    std::string xrvOutput;
 };
 
 struct UsageError : std::runtime_error {
@@ -40,7 +43,7 @@ struct UsageError : std::runtime_error {
 const char* const kUsage =
     "usage: mksample OUT.jp2 [--size WxH] [--tile N] [--levels N] [--layers N] [--rate R]\n"
     "                [--bands 1|3|4] [--bits 8|16] [--epsg CODE] [--origin X,Y] [--cell SIZE]\n"
-    "                [--no-georef] [--threads N] [--progression RPCL|LRCP|RLCP|PCRL|CPRL]\n"
+    "                [--no-georef] [--threads N] [--progression RPCL|LRCP|RLCP|PCRL|CPRL] [--xrv OUT.xrv]\n"
     "defaults: 8192x8192, RGB, 8 bits, 512 px tiles, 6 levels, 4 layers down to 10:1, RPCL,\n"
     "          EPSG 32633 at 500000,5300000 with 2 m cells\n";
 
@@ -89,6 +92,8 @@ void applyOption(Options& o, const std::string& name, const std::string& value)
         o.coding.threads = parseNumber<int>(value, name);
     else if (name == "--progression")
         o.coding.progression = value;
+    else if (name == "--xrv")
+        o.xrvOutput = value;
     else
         throw UsageError("unknown option " + name);
 }
@@ -222,6 +227,12 @@ void run(const Options& o)
     fs::rename(jp2.path, out);
     jp2.path.clear();
     report(o, encoder, encodeSeconds, secondsSince(wrapStart));
+
+    if (!o.xrvOutput.empty()) {
+        XrvSampleContent xrv{o.format, std::nullopt, describeXml(o), o.coding.threads};
+        if (o.georeferenced) xrv.georeference = o.georeference;
+        std::printf("%s\n", writeXrvSample(o.xrvOutput, xrv).c_str());
+    }
 }
 
 }  // namespace

@@ -252,7 +252,7 @@ CIOStream* CView::GetStream()
 CError CView::Reconnect()
 {
     if (!m_engine->isOpen()) return notOpen();
-    return CError();  // local files hold no connection
+    return m_engine->image()->source()->reconnect();  // local files hold no connection: success
 }
 
 SDK::CFileBase* CView::GetFile() const

@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "CError.h"
+
 namespace PLK {
 namespace Engine {
 
@@ -74,6 +76,12 @@ public:
     virtual void prefetch(const std::vector<ByteRange>& /*ranges*/) {}
     /// Why the last read failed, in words a user understands ("" when nothing failed).
     virtual std::string errorText() const { return std::string(); }
+    /// A fault that stops every further read (the connection to the server lost, the image
+    /// changed on the server), as the error a view reports; success while reads can go on.
+    virtual CError fault() const { return CError(); }
+    /// Re-establishes a lost connection and checks the image is still the same one; success
+    /// when reads can go on.
+    virtual CError reconnect() { return CError(); }
 
     /// Reads exactly `length` bytes; false when fewer are available or the read fails.
     bool readExact(uint64_t offset, void* buffer, size_t length)

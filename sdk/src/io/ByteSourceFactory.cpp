@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "io/FileByteSource.h"
+#include "io/HttpStreamSchemes.h"
 
 namespace PLK {
 namespace Engine {
@@ -14,7 +15,7 @@ namespace {
 
 struct Schemes {
     std::mutex mutex;
-    std::map<std::string, ByteSourceFactory::Opener> openers;
+    std::map<std::string, ByteSourceFactory::Opener> openers = httpStreamSchemes();
 };
 
 Schemes& schemes()

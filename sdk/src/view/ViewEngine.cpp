@@ -121,6 +121,9 @@ CError ViewEngine::setView(const std::vector<uint32_t>& bands, int width, int he
                                                       std::to_string(height) + " pixels cannot be shown.");
     if (!std::isfinite(x1) || !std::isfinite(y1) || !std::isfinite(x2) || !std::isfinite(y2) || x1 == x2 || y1 == y2)
         return CError(PLK_ERROR_INVALID_ARGUMENT, "The view's world rectangle is empty or not a number.");
+    // A stream whose connection is lost (or whose image changed on the server) says so here,
+    // where the caller can reconnect, rather than in passes that would only fail.
+    if (const CError fault = m_image->source()->fault()) return fault;
 
     uint64_t generation;
     {
@@ -244,6 +247,7 @@ void ViewEngine::runPasses(uint64_t generation)
         const CError error = composer.compose(view, level, cancel, onBlocks, frame);
         if (error.GetErrorNumber() == PLK_ERROR_CANCELLED || cancel->load()) return;
         if (error) CLog::Log("view", LOG_ERROR, "%s", error.GetErrorText());
+        if (error && m_image->source()->fault()) return;  // a picture with holes is no picture
         const bool last = level == target;
         const unsigned refreshMs = config().GetRefreshTimeMS();
         CLog::Log("view", LOG_DEBUG, "pass at level %u of %u ready (%u of %u blocks)", level, target,
@@ -288,6 +292,7 @@ PLKReadStatus ViewEngine::prepareBlockingFrame()
         view, target, currentCancel(), [this](uint32_t n) { m_blocksAvailable += n; }, *frame);
     if (error.GetErrorNumber() == PLK_ERROR_CANCELLED) return PLK_READ_CANCELLED;
     if (error) CLog::Log("view", LOG_ERROR, "%s", error.GetErrorText());
+    if (error && m_image->source()->fault()) return PLK_READ_FAILED;
     m_reader.frame = frame;
     m_reader.view = view;
     m_reader.nextLine = 0;

@@ -10,6 +10,7 @@ packages=(
   libopenjph-dev openjph-tools
   libgdal-dev gdal-bin
   libcurl4-openssl-dev
+  nginx-light openssl python3
   xvfb xauth x11-utils
   time
 )

@@ -8,6 +8,7 @@
 #include "PLKTypes.h"
 #include "ViewMetadataJp2.h"
 #include "ViewMetadataXRV.h"
+#include "color/ColourEncoding.h"
 #include "georef/Georeferencing.h"
 
 namespace PLK {
@@ -36,6 +37,7 @@ struct ImageDescription {
     ViewMetadata::ViewMetadataXRV xrv;  ///< block size (XRV only)
     bool hasGeoJp2 = false;             ///< a GeoJP2 uuid box is present
     bool hasGml = false;                ///< a GMLJP2 association box is present
+    ColourEncoding colour;              ///< how the view brings the colour bands to sRGB
 
     // Facts an XRV file stores itself; other formats leave them empty.
     bool hasStoredPlacement = false;     ///< storedPlacement comes from the file (georeferencing, RPC)

@@ -249,6 +249,19 @@ CError Jp2BoxReader::readColour(const uint8_t* data, size_t size)
             case 18:
                 m_out.colour = Jp2Colour::SYCC;
                 break;
+            case 12:
+                m_out.colour = Jp2Colour::CMYK;
+                break;
+            case 24:
+                m_out.colour = Jp2Colour::ESYCC;
+                break;
+            case 14:
+                m_out.colour = Jp2Colour::CIELab;
+                if (size >= 7 + 28) {  // ranges and offsets follow; the illuminant is D50 for us
+                    ByteCursor c(data + 7, 24);
+                    for (int i = 0; i < 6; ++i) m_out.labRanges.push_back(c.u32());
+                }
+                break;
             default:
                 m_out.colour = Jp2Colour::Unknown;
                 break;
@@ -256,6 +269,7 @@ CError Jp2BoxReader::readColour(const uint8_t* data, size_t size)
     } else if (method == 2 || method == 3) {
         // An ICC profile: its header says whether it describes RGB or grey cells.
         m_out.colour = iccColour(data + 3, size - 3);
+        m_out.iccProfile.assign(data + 3, data + size);
     }
     return {};
 }

@@ -13,7 +13,7 @@
 namespace PLK {
 namespace Engine {
 
-enum class Jp2Colour { Unknown, SRGB, Greyscale, SYCC };
+enum class Jp2Colour { Unknown, SRGB, Greyscale, SYCC, CMYK, ESYCC, CIELab };
 
 /// A colour look-up table (pclr) with the columns its channels use.
 struct Jp2Palette {
@@ -43,6 +43,9 @@ struct Jp2Boxes {
     uint64_t codestreamLength = 0;
     bool codestreamTruncated = false;  ///< the file ends inside the code-stream box
     Jp2Colour colour = Jp2Colour::Unknown;
+    std::vector<uint8_t> iccProfile;  ///< the colour box's ICC profile, empty when it has none
+    /// CIELab ranges and offsets (RL, OL, RA, OA, RB, OB) when the colour box gives them.
+    std::vector<uint32_t> labRanges;
     std::vector<Jp2ChannelDefinition> channelDefinitions;
     Jp2Palette palette;                  ///< entries == 0 when there is none
     std::vector<Jp2Channel> channelMap;  ///< from cmap; empty means one channel per component

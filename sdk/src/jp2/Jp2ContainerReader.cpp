@@ -46,6 +46,9 @@ CError Jp2ContainerReader::open(const std::shared_ptr<ByteSource>& source, const
                   index.damage().c_str());
 
     out.description = Jp2ImageDescriber::describe(boxes, header, channels);
+    if (!out.description.colour.notApplied.empty())
+        CLog::Log("jp2", LOG_WARNING, "The colours of '%s' are shown as stored: %s.", name.c_str(),
+                  out.description.colour.notApplied.c_str());
     out.decoder = std::make_unique<Jp2RegionDecoder>(source, std::move(header), std::move(index), std::move(channels),
                                                      boxes.palette);
     return {};

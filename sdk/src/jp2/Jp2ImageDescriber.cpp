@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "color/IccTransform.h"
+
 namespace PLK {
 namespace Engine {
 
@@ -28,6 +30,7 @@ PLKColorSpace colorSpaceOf(Jp2Colour colour)
         case Jp2Colour::SRGB:
             return PLK_COLOR_SRGB;
         case Jp2Colour::SYCC:
+        case Jp2Colour::ESYCC:
             return PLK_COLOR_YCBCR;
         case Jp2Colour::Greyscale:
             return PLK_COLOR_GREYSCALE;
@@ -43,8 +46,11 @@ CError Jp2ImageDescriber::channels(const Jp2Boxes& boxes, const CodestreamHeader
     out.clear();
     const size_t components = header.components.size();
     if (boxes.channelMap.empty()) {
-        if (boxes.palette.entries) return damaged("it has a palette but no component mapping");
-        for (size_t i = 0; i < components; ++i) out.push_back({static_cast<uint16_t>(i), -1});
+        // A palette without a component mapping is read as other decoders read it: every
+        // palette column indexed by the first component, then the other components as they are.
+        for (size_t col = 0; col < boxes.palette.bits.size() && boxes.palette.entries; ++col)
+            out.push_back({0, static_cast<int>(col)});
+        for (size_t i = out.empty() ? 0 : 1; i < components; ++i) out.push_back({static_cast<uint16_t>(i), -1});
         return {};
     }
     for (const Jp2Channel& channel : boxes.channelMap) {
@@ -66,6 +72,7 @@ ImageDescription Jp2ImageDescriber::describe(const Jp2Boxes& boxes, const Codest
     d.width = header.xsiz - header.xosiz;
     d.height = header.ysiz - header.yosiz;
     describeBands(boxes, header, channels, d);
+    describeColour(boxes, d);
     d.cellType = cellType(d.bands);
     d.formatVersion = 1;
     d.targetCompressionRate = compressionRate(header, boxes.codestreamLength);
@@ -109,6 +116,7 @@ void Jp2ImageDescriber::nameBands(const Jp2Boxes& boxes, ImageDescription& d)
     d.colorSpace = colorSpaceOf(colour);
     static const char* const rgb[] = {"Red", "Green", "Blue"};
     int nthColour = 0;
+    std::vector<uint32_t> byColour(count, UINT32_MAX);  // the band carrying each colour
     for (size_t i = 0; i < count; ++i) {
         std::string& name = d.bands[i].description;
         if (opacity[i]) {
@@ -118,13 +126,57 @@ void Jp2ImageDescriber::nameBands(const Jp2Boxes& boxes, ImageDescription& d)
         }
         const int which = association[i] ? association[i] - 1 : nthColour;
         ++nthColour;
-        if ((colour == Jp2Colour::SRGB || colour == Jp2Colour::SYCC) && which < 3)
+        if (which < static_cast<int>(count) && byColour[which] == UINT32_MAX) byColour[which] = uint32_t(i);
+        if ((colour == Jp2Colour::SRGB || colour == Jp2Colour::SYCC || colour == Jp2Colour::ESYCC) && which < 3)
             name = rgb[which];
         else if (colour == Jp2Colour::Greyscale && which == 0)
             name = "Grayscale";
         else
             name = "Band " + std::to_string(i + 1);
     }
+    for (uint32_t band : byColour) {
+        if (band == UINT32_MAX) break;
+        d.colour.bands.push_back(band);
+    }
+}
+
+void Jp2ImageDescriber::describeColour(const Jp2Boxes& boxes, ImageDescription& d)
+{
+    ColourEncoding& e = d.colour;
+    using Kind = ColourEncoding::Kind;
+    switch (boxes.colour) {
+        case Jp2Colour::SYCC:
+            e.kind = Kind::SYCC;
+            break;
+        case Jp2Colour::ESYCC:
+            e.kind = Kind::ESYCC;
+            break;
+        case Jp2Colour::CMYK:
+            e.kind = Kind::CMYK;
+            break;
+        case Jp2Colour::CIELab:
+            e.kind = Kind::CIELab;
+            e.labRanges = boxes.labRanges;
+            e.icc = IccTransform::fromLab(&e.notApplied);
+            break;
+        case Jp2Colour::SRGB:
+        case Jp2Colour::Greyscale:
+            if (!boxes.iccProfile.empty() && !e.bands.empty()) {
+                e.kind = Kind::Icc;
+                e.icc = IccTransform::fromProfile(boxes.iccProfile, d.bands[e.bands[0]].bits, &e.notApplied);
+            }
+            break;
+        default:
+            break;
+    }
+    // Three components with full-resolution luma and chroma halved across (4:2:2) or both ways
+    // (4:2:0) are luma and chroma whatever the colour box says: encoders sub-sample only
+    // chroma, and other viewers convert such files too.
+    if (e.kind == Kind::None && e.bands.size() == 3) {
+        const BandLayout &y = d.bands[e.bands[0]], &cb = d.bands[e.bands[1]], &cr = d.bands[e.bands[2]];
+        if (y.dx == 1 && y.dy == 1 && cb.dx == 2 && cr.dx == 2 && cb.dy == cr.dy && cb.dy <= 2) e.kind = Kind::SYCC;
+    }
+    if (!e.notApplied.empty()) e.kind = Kind::None;
 }
 
 PLKCellType Jp2ImageDescriber::cellType(const std::vector<BandLayout>& bands)

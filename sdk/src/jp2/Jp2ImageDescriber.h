@@ -24,6 +24,8 @@ private:
     static void describeBands(const Jp2Boxes& boxes, const CodestreamHeader& header,
                               const std::vector<Jp2Channel>& channels, ImageDescription& d);
     static void nameBands(const Jp2Boxes& boxes, ImageDescription& d);
+    /// How the view brings the colour bands to sRGB (after nameBands, which finds them).
+    static void describeColour(const Jp2Boxes& boxes, ImageDescription& d);
     static PLKCellType cellType(const std::vector<BandLayout>& bands);
     static ViewMetadata::ViewMetadataJp2 codestreamMetadata(const CodestreamHeader& header, bool hasGml);
     static uint16_t compressionRate(const CodestreamHeader& header, uint64_t codestreamBytes);

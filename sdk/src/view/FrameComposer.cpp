@@ -3,8 +3,8 @@
 #include <vector>
 
 #include "cache/BlockFetcher.h"
+#include "color/ColourConverter.h"
 #include "view/BandQuantizer.h"
-#include "view/YCbCrConverter.h"
 
 namespace PLK {
 namespace Engine {
@@ -72,16 +72,6 @@ CError FrameComposer::compose(const ViewSnapshot& view, uint32_t level,
     return error;
 }
 
-bool FrameComposer::showsYCbCr(const ViewSnapshot& view) const
-{
-    const ImageDescription& d = m_image.description();
-    if (d.colorSpace != PLK_COLOR_YCBCR || view.bands.size() < 3) return false;
-    static const char* const names[] = {"Red", "Green", "Blue"};  // luma, blue and red chroma
-    for (int i = 0; i < 3; ++i)
-        if (d.bands[view.bands[i]].description != names[i]) return false;
-    return true;
-}
-
 void FrameComposer::resample(const ViewSnapshot& view, const RegionBuffer& cells, const LevelRect& window,
                              const AxisSamples& columns, const AxisSamples& rows, Frame& out) const
 {
@@ -95,9 +85,11 @@ void FrameComposer::resample(const ViewSnapshot& view, const RegionBuffer& cells
     }
     const bool bilinear = view.resample == PLK_RESAMPLE_BILINEAR;
     const int64_t stride = cells.width;
-    const bool ycbcr = showsYCbCr(view);
-    const YCbCrConverter converter(ycbcr ? d.bands[view.bands[0]].bits : 8);
-    float values[4];
+    // Colours the file encodes otherwise (luma and chroma, inks, CIELab, an ICC profile) are
+    // brought to sRGB; a conversion may read bands beyond the view's, sampled after them.
+    ColourConverter colour(d, view.bands);
+    for (uint32_t b : colour.extraBands()) planes.push_back(cells.plane(b));
+    float values[8];
     for (uint32_t y = 0; y < out.height; ++y) {
         if (rows.nearest[y] < 0) continue;
         uint8_t* cover = out.coverageRow(y);
@@ -122,8 +114,8 @@ void FrameComposer::resample(const ViewSnapshot& view, const RegionBuffer& cells
                     values[b] = static_cast<float>(p[ry * stride + cx]);
                 }
             }
-            if (ycbcr) converter.toRgb(values);
-            for (size_t b = 0; b < planes.size(); ++b)
+            if (colour.active()) colour.toRgb(values);
+            for (size_t b = 0; b < quantizers.size(); ++b)
                 out.row(static_cast<uint32_t>(b), y)[x] = quantizers[b](values[b], x, y);
         }
     }

@@ -34,9 +34,6 @@ private:
     LevelRect windowAt(const ViewSnapshot& view, uint32_t level, AxisSamples* columns, AxisSamples* rows) const;
     void resample(const ViewSnapshot& view, const RegionBuffer& cells, const LevelRect& window,
                   const AxisSamples& columns, const AxisSamples& rows, Frame& out) const;
-    /// Whether the view's first three bands are the luma and chroma bands of a YCbCr image,
-    /// which are shown converted to red, green and blue.
-    bool showsYCbCr(const ViewSnapshot& view) const;
 
     const OpenImage& m_image;
     BlockCache& m_cache;

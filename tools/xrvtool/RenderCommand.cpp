@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "PictureView.h"
+#include "PictureWriter.h"
 #include "RenderOptions.h"
 
 namespace {
@@ -94,6 +95,15 @@ int runRender(const QStringList& args)
         std::fprintf(stderr, "xrvtool render: %s\n", qPrintable(problem));
         return 2;
     }
+    if (PictureWriter::formatFor(o.output) == PictureWriter::Format::Unknown) {
+        std::fprintf(stderr, "xrvtool render: %s: the output name must end in .png, .ppm, .pgm or .tif\n",
+                     qPrintable(o.output));
+        return 2;
+    }
+    // Standard output carries the timings unless --quiet; errors always go to standard error.
+    auto say = [&o](const char* format, auto... values) {
+        if (!o.quiet) std::printf(format, values...);
+    };
     PLK::SDK::CFileBase::sFilesHelper().Get()->m_Config.SetCacheMaxmem(uint64_t(o.cacheMb) << 20);
     PLKInit();
     int result = 1;
@@ -107,7 +117,8 @@ int runRender(const QStringList& args)
             PLKShutdown();
             return 1;
         }
-        std::printf("open: %.1f ms\n", openClock.nsecsElapsed() / 1e6);
+        const double openMs = openClock.nsecsElapsed() / 1e6;
+        say("open: %.1f ms\n", openMs);
         view->Parameters().SetResampleMethod(o.resample == 1 ? PLK_RESAMPLE_BILINEAR : PLK_RESAMPLE_NEAREST);
         if (o.layers > 0) view->Jp2Parameters().SetLayersToDecode(o.layers);
         applyDynamicRange(o, *view);
@@ -116,28 +127,36 @@ int runRender(const QStringList& args)
         const double perPixelX = (base.x2 - base.x1) / o.width, perPixelY = (base.y2 - base.y1) / o.height;
 
         QImage picture;
+        WorldRect shown = base;
         double firstTotal = 0, finalTotal = 0;
         bool ok = true;
         for (int i = 0; i < o.panCount && ok; ++i) {
-            const WorldRect r{base.x1 + i * o.panDx * perPixelX, base.y1 + i * o.panDy * perPixelY,
-                              base.x2 + i * o.panDx * perPixelX, base.y2 + i * o.panDy * perPixelY};
-            ok = renderOne(*view, o, bands, r, picture);
+            shown = {base.x1 + i * o.panDx * perPixelX, base.y1 + i * o.panDy * perPixelY,
+                     base.x2 + i * o.panDx * perPixelX, base.y2 + i * o.panDy * perPixelY};
+            ok = renderOne(*view, o, bands, shown, picture);
             if (!ok) break;
             firstTotal += view->firstMs();
             finalTotal += view->finalMs();
-            std::printf("view %d: first picture %.1f ms, final picture %.1f ms, %d pass(es)\n", i + 1, view->firstMs(),
-                        view->finalMs(), view->passes());
+            say("view %d: first picture %.1f ms, final picture %.1f ms, %d pass(es)\n", i + 1, view->firstMs(),
+                view->finalMs(), view->passes());
         }
         if (ok) {
             if (o.panCount > 1)
-                std::printf("mean per view: first %.1f ms, final %.1f ms\n", firstTotal / o.panCount,
-                            finalTotal / o.panCount);
-            if (picture.save(o.output, "PNG")) {
-                std::printf("wrote %s (%d x %d)\n", qPrintable(QFileInfo(o.output).absoluteFilePath()), picture.width(),
-                            picture.height());
+                say("mean per view: first %.1f ms, final %.1f ms\n", firstTotal / o.panCount, finalTotal / o.panCount);
+            QElapsedTimer writeClock;
+            writeClock.start();
+            const PLKCellSizeUnits units = view->GetFileInfo()->eCellSizeUnits;
+            const bool georeferenced =
+                units == PLK_UNITS_METERS || units == PLK_UNITS_DEGREES || units == PLK_UNITS_FEET;
+            const PictureGeoreference geo{georeferenced, shown.x1, shown.y1, shown.x2, shown.y2, view->GetEPSGCode()};
+            QString writeError;
+            if (PictureWriter::write(picture, o.output, geo, writeError)) {
+                say("write: %.1f ms\n", writeClock.nsecsElapsed() / 1e6);
+                say("wrote %s (%d x %d)\n", qPrintable(QFileInfo(o.output).absoluteFilePath()), picture.width(),
+                    picture.height());
                 result = 0;
             } else {
-                std::fprintf(stderr, "xrvtool: cannot write %s\n", qPrintable(o.output));
+                std::fprintf(stderr, "xrvtool: %s\n", qPrintable(writeError));
             }
         }
     }

@@ -48,6 +48,8 @@ bool RenderOptions::parse(const QStringList& args, QString& error)
         QVector<double> n;
         if (a == "--progressive") {
             progressive = true;
+        } else if (a == "--quiet") {
+            quiet = true;
         } else if (a == "--size") {
             if (!value(v) || !parseSize(v, width, height)) return fail("--size takes WxH");
         } else if (a == "--extent") {
@@ -98,7 +100,7 @@ bool RenderOptions::parse(const QStringList& args, QString& error)
         }
     }
     if (positional.size() != 2) {
-        error = QStringLiteral("render takes FILE OUT.png");
+        error = QStringLiteral("render takes FILE OUT (.png, .ppm, .pgm or .tif)");
         return false;
     }
     input = positional[0];

@@ -351,7 +351,7 @@ void TestXrv::damaged()
     if (words[0] == "cut") bytes.truncate(words[1].toInt() > 0 ? words[1].toInt() : bytes.size() + words[1].toInt());
     // The finest resolution's index lies just before the data; its first entry is block 0's.
     const auto flip = [&bytes](uint64_t at, char mask) { bytes[int(at)] = char(bytes[int(at)] ^ mask); };
-    if (words[0] == "flip-index") flip(ranges.front().offset - 4 * 4, 0x01);
+    if (words[0] == "flip-index") flip(ranges.front().offset - 4 * 8, 0x01);
     if (words[0] == "flip-block")
         for (uint64_t i = 0; i < ranges.back().length; i += 7) flip(ranges.back().offset + i, char(0xA5));
     const QString path = m_dir.filePath("damaged.xrv");
@@ -416,8 +416,8 @@ void TestXrv::coarseViewReadsOnlyCoarseBytes()
     }
     uint64_t needed = 0;
     for (const ByteRange& r : allowed) needed += r.length;
-    // Index reads (4 bytes per block and resolution) aside, exactly the needed bytes were read.
-    QVERIFY(read >= needed && read <= needed + 4 * d->tileCount() * (resolutions - level));
+    // Index reads (8 bytes per block and resolution) aside, exactly the needed bytes were read.
+    QVERIFY(read >= needed && read <= needed + 8 * d->tileCount() * (resolutions - level));
     QVERIFY2(read * 8 < counting->size(), qPrintable(QString("%1 of %2 bytes").arg(read).arg(counting->size())));
 }
 

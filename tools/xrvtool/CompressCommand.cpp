@@ -290,7 +290,9 @@ float chooseStep(GDALDataset& ds, const Options& o, const Xrv::Header& h, double
             if (o.quality > 0) {
                 std::vector<std::vector<int32_t>> d;
                 uint32_t dw, dh;
-                if (!HtBlockCodec::decode(e.bytes.data(), e.bytes.size(), 0, false, d, dw, dh, why)) continue;
+                if (!HtBlockCodec::decode(e.bytes.data(), e.bytes.size(), 0, false, {s.w, s.h, p.components}, d, dw, dh,
+                                          why))
+                    continue;
                 for (uint32_t b = 0; b < p.components; ++b)
                     for (size_t i = 0; i < d[b].size(); ++i) {
                         const double diff = double(d[b][i]) - double(planes[b][i]);

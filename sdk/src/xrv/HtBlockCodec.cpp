@@ -94,32 +94,39 @@ bool readLayout(const uint8_t* s, size_t n, StreamLayout& l)
         const uint8_t* m = s + p + 4;
         if (marker == 0xFF51 && len >= 38) {
             const uint32_t x1 = be32(m + 2), y1 = be32(m + 6), x0 = be32(m + 10), y0 = be32(m + 14);
-            if (x0 != 0 || y0 != 0) return false;
+            if (x0 != 0 || y0 != 0 || x1 == 0 || y1 == 0 || x1 > 8192 || y1 > 8192) return false;
             l.width = x1;
             l.height = y1;
             l.components = be16(m + 34);
+            if (l.components == 0 || l.components > 4096 || len < 38u + 3u * l.components) return false;
+            // Every component 1 to 16 bits, of one depth and signedness, not sub-sampled.
+            for (uint32_t c = 0; c < l.components; ++c) {
+                const uint8_t* comp = m + 36 + 3 * c;
+                if ((comp[0] & 0x7F) > 15 || comp[0] != m[36] || comp[1] != 1 || comp[2] != 1) return false;
+            }
             haveSiz = true;
         } else if (marker == 0xFF52 && len >= 12) {
             l.precincts = (m[0] & 1) != 0;
             if (m[0] & 6) return false;  // SOP / EPH markers: not written by our encoder
+            // RPCL, one layer, as written; OpenJPH stops the process on unknown orders.
+            if (m[1] != 2 || be16(m + 2) != 1 || m[4] > 1 || m[9] > 1) return false;
             l.decompositions = m[5];
+            if (m[5] > 32 || m[6] > 8 || m[7] > 8 || m[6] + m[7] > 8) return false;
             l.cbWidthLog = m[6] + 2u;
             l.cbHeightLog = m[7] + 2u;
             haveCod = true;
-        } else if (marker == 0xFF53) {
-            return false;  // component-specific coding style: not written by our encoder
+        } else if (marker != 0xFF50 && marker != 0xFF5C && marker != 0xFF5D && marker != 0xFF64) {
+            return false;  // only what our encoder writes (SIZ, CAP, COD, QCD, QCC, COM)
         }
         p += 2 + len;
     }
     if (!haveSiz || !haveCod || p + 12 > n || be16(s + p) != 0xFF90) return false;
     l.sot = p;
+    // One tile, one tile-part, and SOD right after SOT, as our encoder writes it.
+    if (be16(s + p + 2) != 10 || be16(s + p + 4) != 0 || s[p + 10] != 0 || s[p + 11] > 1) return false;
     const uint32_t psot = be32(s + p + 6);
-    p += 2 + be16(s + p + 2);
-    while (p + 2 <= n && be16(s + p) != 0xFF93) {
-        if (p + 4 > n) return false;
-        p += 2 + be16(s + p + 2);
-    }
-    if (p + 2 > n) return false;
+    p += 12;
+    if (p + 2 > n || be16(s + p) != 0xFF93) return false;
     l.data = p + 2;
     l.dataEnd = psot ? std::min(n, l.sot + psot) : n;
     return l.data <= l.dataEnd;
@@ -214,7 +221,8 @@ uint32_t ceilDiv(uint32_t a, uint32_t shift)
 
 // Reads one packet (header and body) of a precinct covering the whole resolution; returns the
 // offset after it, or 0 when the header cannot be followed.
-size_t skipPacket(const uint8_t* s, size_t pos, size_t end, const StreamLayout& l, uint32_t resolution)
+size_t skipPacket(const uint8_t* s, size_t pos, size_t end, const StreamLayout& l, uint32_t resolution,
+                  uint64_t& budget)
 {
     struct Band {
         uint32_t w, h;
@@ -242,7 +250,9 @@ size_t skipPacket(const uint8_t* s, size_t pos, size_t end, const StreamLayout& 
         for (const Band& b : bands) {
             if (b.w == 0 || b.h == 0) continue;
             const uint32_t cw = ceilDiv(b.w, l.cbWidthLog), ch = ceilDiv(b.h, l.cbHeightLog);
-            if (uint64_t(cw) * ch > (1u << 20)) return 0;
+            // Bounded work whatever a damaged header claims: real blocks stay far below this.
+            if (uint64_t(cw) * ch > budget) return 0;
+            budget -= uint64_t(cw) * ch;
             TagTree inclusion(cw, ch), zeroPlanes(cw, ch);
             for (uint32_t y = 0; y < ch; ++y)
                 for (uint32_t x = 0; x < cw; ++x) {
@@ -251,7 +261,7 @@ size_t skipPacket(const uint8_t* s, size_t pos, size_t end, const StreamLayout& 
                     if (included != 0) continue;
                     int planes = INT_MAX;
                     for (int t = 1; planes >= t; ++t) {
-                        if (t > 64 || !zeroPlanes.decode(in, x, y, t, planes)) return 0;
+                        if (t > 31 || !zeroPlanes.decode(in, x, y, t, planes)) return 0;
                     }
                     uint32_t passes = 1, v;
                     if (!in.bit(v)) return 0;
@@ -277,7 +287,7 @@ size_t skipPacket(const uint8_t* s, size_t pos, size_t end, const StreamLayout& 
                     for (;;) {
                         if (!in.bit(v)) return 0;
                         if (!v) break;
-                        if (++lblock > 32) return 0;
+                        if (++lblock > 30) return 0;  // lengths of more than 31 bits: damaged
                     }
                     uint32_t length;
                     if (!in.bits(lblock, length)) return 0;
@@ -308,21 +318,40 @@ void setPsotAndEnd(std::vector<uint8_t>& s, const StreamLayout& l)
 
 }  // namespace
 
+namespace {
+
+// Follows the packets of the tile from its first; stops where the data ends. Returns where
+// each complete resolution's packets end, and through `whole` whether the data ended exactly
+// after a packet (false when a packet header cannot be followed or is cut short).
+std::vector<uint32_t> walkPackets(const uint8_t* stream, const StreamLayout& l, bool& whole)
+{
+    std::vector<uint32_t> ends;
+    size_t pos = l.data;
+    uint64_t budget = uint64_t(1) << 22;
+    whole = true;
+    for (uint32_t r = 0; r <= l.decompositions && pos < l.dataEnd; ++r) {
+        for (uint32_t c = 0; c < l.components && pos < l.dataEnd; ++c) {
+            pos = skipPacket(stream, pos, l.dataEnd, l, r, budget);
+            if (pos == 0) {
+                whole = false;
+                return ends;
+            }
+        }
+        ends.push_back(static_cast<uint32_t>(pos));
+    }
+    return ends;
+}
+
+}  // namespace
+
 std::vector<uint32_t> HtBlockCodec::resolutionEnds(const uint8_t* stream, size_t length, uint32_t components)
 {
     StreamLayout l;
     if (!readLayout(stream, length, l) || l.precincts || l.components != components) return {};
-    std::vector<uint32_t> ends;
-    size_t pos = l.data;
-    for (uint32_t r = 0; r <= l.decompositions; ++r) {
-        for (uint32_t c = 0; c < l.components; ++c) {
-            pos = skipPacket(stream, pos, l.dataEnd, l, r);
-            if (pos == 0) return {};
-        }
-        ends.push_back(static_cast<uint32_t>(pos));
-    }
+    bool whole = false;
+    std::vector<uint32_t> ends = walkPackets(stream, l, whole);
     // The headers were followed correctly only if the last packet ends where the data ends.
-    if (pos != l.dataEnd) return {};
+    if (!whole || ends.size() != l.decompositions + 1 || ends.back() != l.dataEnd) return {};
     ends.back() = static_cast<uint32_t>(length);
     return ends;
 }
@@ -375,8 +404,8 @@ bool HtBlockCodec::encode(const HtBlockParams& p, const std::vector<const int32_
 }
 
 bool HtBlockCodec::decode(const uint8_t* stream, size_t length, uint32_t reduction, bool resilient,
-                          std::vector<std::vector<int32_t>>& out, uint32_t& outWidth, uint32_t& outHeight,
-                          std::string& error)
+                          const Expected& expected, std::vector<std::vector<int32_t>>& out, uint32_t& outWidth,
+                          uint32_t& outHeight, std::string& error)
 {
     installHandlers();
     StreamLayout l;
@@ -384,8 +413,19 @@ bool HtBlockCodec::decode(const uint8_t* stream, size_t length, uint32_t reducti
         error = "the block's code-stream header is damaged";
         return false;
     }
+    if (l.width != expected.width || l.height != expected.height || l.components != expected.components) {
+        error = "the block's code-stream does not describe the block";
+        return false;
+    }
     if (reduction > l.decompositions) {
         error = "the block has fewer resolution levels than asked for";
+        return false;
+    }
+    // OpenJPH stops the process on some malformed packet headers (assertions), so no packet
+    // header it has not been shown to follow reaches it.
+    bool whole = false;
+    if (l.precincts || (walkPackets(stream, l, whole), !whole)) {
+        error = "the block's packet headers are damaged";
         return false;
     }
     std::vector<uint8_t> copy(stream, stream + length);

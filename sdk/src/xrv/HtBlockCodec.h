@@ -41,12 +41,16 @@ public:
     static std::vector<uint32_t> resolutionEnds(const uint8_t* stream, size_t length, uint32_t components);
 
     /// Decodes the resolutions of `stream` that make the image `reduction` times halved: the
-    /// stream may stop after the last resolution needed. `out` receives one plane per
-    /// component, `outWidth` x `outHeight` each. Returns false with `error` set when the data
-    /// cannot be decoded; with `resilient` damaged data decodes as far as it goes.
+    /// stream may stop after the last resolution needed. The stream must describe a block of
+    /// `expected` size and components (nothing larger is ever allocated). `out` receives one
+    /// plane per component, `outWidth` x `outHeight` each. Returns false with `error` set when
+    /// the data cannot be decoded; with `resilient` damaged data decodes as far as it goes.
+    struct Expected {
+        uint32_t width, height, components;
+    };
     static bool decode(const uint8_t* stream, size_t length, uint32_t reduction, bool resilient,
-                       std::vector<std::vector<int32_t>>& out, uint32_t& outWidth, uint32_t& outHeight,
-                       std::string& error);
+                       const Expected& expected, std::vector<std::vector<int32_t>>& out, uint32_t& outWidth,
+                       uint32_t& outHeight, std::string& error);
 };
 
 }  // namespace Engine

@@ -168,8 +168,7 @@ std::vector<uint32_t> XrvRegionDecoder::tilesIntersecting(const LevelRect& rect,
     return tiles;
 }
 
-CError XrvRegionDecoder::index(uint32_t resolution, const std::vector<uint32_t>*& lengths,
-                               std::vector<uint64_t>*& offsets)
+CError XrvRegionDecoder::index(uint32_t resolution, const LevelIndex*& out)
 {
     std::lock_guard<std::mutex> lock(m_indexMutex);
     LevelIndex& li = m_index[resolution];
@@ -179,7 +178,8 @@ CError XrvRegionDecoder::index(uint32_t resolution, const std::vector<uint32_t>*
         if (!m_source->readExact(e.indexOffset, bytes.data(), bytes.size())) {
             return CError(PLK_ERROR_FILE_READ, "The block index of '" + m_source->name() + "' cannot be read.");
         }
-        const std::string why = Xrv::parseIndex(bytes.data(), bytes.size(), e, m_header.blockCount(), li.lengths);
+        const std::string why =
+            Xrv::parseIndex(bytes.data(), bytes.size(), e, m_header.blockCount(), li.lengths, li.crcs);
         if (!why.empty()) {
             li.error = CError(PLK_ERROR_CORRUPT_CODESTREAM,
                               "The XRV file '" + m_source->name() + "' is damaged: " + why + ".");
@@ -193,21 +193,23 @@ CError XrvRegionDecoder::index(uint32_t resolution, const std::vector<uint32_t>*
         }
         li.loaded = true;
     }
-    lengths = &li.lengths;
-    offsets = &li.offsets;
+    out = &li;
     return li.error;
 }
 
-CError XrvRegionDecoder::rangesFor(uint32_t tile, uint32_t level, std::vector<ByteRange>& ranges)
+CError XrvRegionDecoder::rangesFor(uint32_t tile, uint32_t level, std::vector<ByteRange>& ranges,
+                                   std::vector<uint32_t>* crcs)
 {
     ranges.clear();
+    if (crcs) crcs->clear();
     if (tile >= tileCount() || level >= levels()) return CError(PLK_ERROR_INVALID_ARGUMENT, "No such block or level.");
     for (uint32_t r = 0; r + level < m_header.resolutions; ++r) {
-        const std::vector<uint32_t>* lengths = nullptr;
-        std::vector<uint64_t>* offsets = nullptr;
-        const CError error = index(r, lengths, offsets);
+        const LevelIndex* li = nullptr;
+        const CError error = index(r, li);
         if (error) return error;
-        if ((*lengths)[tile]) ranges.push_back(ByteRange{(*offsets)[tile], (*lengths)[tile]});
+        if (!li->lengths[tile]) continue;
+        ranges.push_back(ByteRange{li->offsets[tile], li->lengths[tile]});
+        if (crcs) crcs->push_back(li->crcs[tile]);
     }
     return CError();
 }
@@ -222,7 +224,8 @@ CError XrvRegionDecoder::decode(uint32_t tile, uint32_t level, uint32_t /*layers
     out.allocate(static_cast<uint32_t>(rect.width()), static_cast<uint32_t>(rect.height()), bands);
 
     std::vector<ByteRange> ranges;
-    CError error = rangesFor(tile, level, ranges);
+    std::vector<uint32_t> crcs;
+    CError error = rangesFor(tile, level, ranges, &crcs);
     std::string why;
     std::vector<uint8_t> bytes;
     if (!error) {
@@ -240,10 +243,15 @@ CError XrvRegionDecoder::decode(uint32_t tile, uint32_t level, uint32_t /*layers
             }
             const ReadStatus status = m_source->readRanges(reads, cancel);
             if (status == ReadStatus::Cancelled) return CError(PLK_ERROR_CANCELLED, "The decode was cancelled.");
-            for (const RangeRead& r : reads)
+            for (size_t i = 0; i < reads.size(); ++i) {
+                const RangeRead& r = reads[i];
                 if (r.read != static_cast<int64_t>(r.length))
                     return CError(PLK_ERROR_FILE_READ, "Block " + std::to_string(tile) + " of '" + m_source->name() +
                                                            "' cannot be read. " + m_source->errorText());
+                // Damaged bytes never reach the codec, which does not always survive them.
+                if (Xrv::crc32(static_cast<const uint8_t*>(r.buffer), r.length) != crcs[i])
+                    why = "its data do not match their checksum";
+            }
         }
     } else if (error.GetErrorNumber() != PLK_ERROR_CORRUPT_CODESTREAM) {
         return error;
@@ -255,7 +263,10 @@ CError XrvRegionDecoder::decode(uint32_t tile, uint32_t level, uint32_t /*layers
         return CError(PLK_ERROR_CANCELLED, "The decode was cancelled.");
     std::vector<std::vector<int32_t>> planes;
     uint32_t w = 0, h = 0;
-    if (why.empty() && HtBlockCodec::decode(bytes.data(), bytes.size(), level, resilient, planes, w, h, why)) {
+    const LevelRect full = tileRect(tile, 0);
+    const HtBlockCodec::Expected expected{uint32_t(full.width()), uint32_t(full.height()), bands};
+    if (why.empty() &&
+        HtBlockCodec::decode(bytes.data(), bytes.size(), level, resilient, expected, planes, w, h, why)) {
         if (w != block.width() || h != block.height() || planes.size() != bands)
             why = "the block's size or band count does not match the header";
     }

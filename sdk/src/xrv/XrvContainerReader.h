@@ -34,24 +34,26 @@ public:
     CError decode(uint32_t tile, uint32_t level, uint32_t layers, const LevelRect& rect, RegionBuffer& out,
                   const std::atomic<bool>* cancel, bool resilient) override;
 
-    /// The byte ranges block `tile` needs at `level`, coarsest first (empty ranges left out).
-    /// Fails when a needed block index cannot be read.
-    CError rangesFor(uint32_t tile, uint32_t level, std::vector<ByteRange>& ranges);
+    /// The byte ranges block `tile` needs at `level`, coarsest first (empty ranges left out),
+    /// and the CRC-32 each must have. Fails when a needed block index cannot be read.
+    CError rangesFor(uint32_t tile, uint32_t level, std::vector<ByteRange>& ranges,
+                     std::vector<uint32_t>* crcs = nullptr);
 
 private:
+    struct LevelIndex {
+        bool loaded = false;
+        CError error;
+        std::vector<uint32_t> lengths;
+        std::vector<uint32_t> crcs;
+        std::vector<uint64_t> offsets;  ///< absolute file offset of each block's segment
+    };
     /// Loads the block index of resolution `resolution` once; its error otherwise.
-    CError index(uint32_t resolution, const std::vector<uint32_t>*& lengths, std::vector<uint64_t>*& offsets);
+    CError index(uint32_t resolution, const LevelIndex*& out);
 
     std::shared_ptr<ByteSource> m_source;
     Xrv::Header m_header;
     std::vector<Xrv::LevelEntry> m_levels;
 
-    struct LevelIndex {
-        bool loaded = false;
-        CError error;
-        std::vector<uint32_t> lengths;
-        std::vector<uint64_t> offsets;  ///< absolute file offset of each block's segment
-    };
     std::mutex m_indexMutex;
     std::array<LevelIndex, Xrv::kMaxResolutions> m_index;
 };

@@ -338,7 +338,7 @@ std::string parseHead(const uint8_t* bytes, size_t length, uint64_t fileSize, He
     if (h.alphaBand >= static_cast<int>(bands)) return "the opacity band does not exist";
     if (h.resolutions == 0 || h.resolutions > kMaxResolutions) return "the resolution count is not valid";
     const uint32_t step = 1u << (h.resolutions - 1);
-    if (h.blockWidth == 0 || h.blockHeight == 0 || h.blockWidth > 65536 || h.blockHeight > 65536 ||
+    if (h.blockWidth == 0 || h.blockHeight == 0 || h.blockWidth > kMaxBlockSide || h.blockHeight > kMaxBlockSide ||
         h.blockWidth % step || h.blockHeight % step)
         return "the block size does not suit the resolution count";
     if (wavelet > 1) return "the wavelet is unknown";
@@ -385,7 +385,8 @@ std::string parseHead(const uint8_t* bytes, size_t length, uint64_t fileSize, He
         e.indexCrc = d.u32();
         e.dataOffset = d.u64();
         e.dataLength = d.u64();
-        if (uint64_t(e.indexLength) != blocks * 4) return "an index length does not match the block count";
+        if (uint64_t(e.indexLength) != blocks * kIndexEntryBytes)
+            return "an index length does not match the block count";
         if (e.indexOffset > fileSize || e.indexLength > fileSize - e.indexOffset || e.dataOffset > fileSize ||
             e.dataLength > fileSize - e.dataOffset)
             return "the file is truncated (an index or its data lies past the end)";
@@ -394,16 +395,19 @@ std::string parseHead(const uint8_t* bytes, size_t length, uint64_t fileSize, He
 }
 
 std::string parseIndex(const uint8_t* bytes, size_t length, const LevelEntry& entry, uint64_t blocks,
-                       std::vector<uint32_t>& lengths)
+                       std::vector<uint32_t>& lengths, std::vector<uint32_t>& crcs)
 {
-    if (length != entry.indexLength || uint64_t(length) != blocks * 4) return "a block index has the wrong length";
+    if (length != entry.indexLength || uint64_t(length) != blocks * kIndexEntryBytes)
+        return "a block index has the wrong length";
     if (crc32(bytes, length) != entry.indexCrc) return "a block index is damaged (its checksum does not match)";
     lengths.resize(static_cast<size_t>(blocks));
+    crcs.resize(static_cast<size_t>(blocks));
     uint64_t total = 0;
     Reader r(bytes, length);
-    for (uint32_t& n : lengths) {
-        n = r.u32();
-        total += n;
+    for (size_t i = 0; i < lengths.size(); ++i) {
+        lengths[i] = r.u32();
+        crcs[i] = r.u32();
+        total += lengths[i];
     }
     if (total != entry.dataLength) return "a block index does not add up to its level's data";
     return std::string();

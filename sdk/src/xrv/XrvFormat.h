@@ -21,9 +21,11 @@ constexpr uint8_t kMagic[8] = {0x89, 'X', 'R', 'V', '\r', '\n', 0x1A, '\n'};
 constexpr uint8_t kVersion = 1;
 constexpr size_t kFixedHeaderBytes = 64;
 constexpr size_t kLevelEntryBytes = 32;
+constexpr size_t kIndexEntryBytes = 8;  ///< segment length and its CRC-32
 constexpr uint32_t kMaxResolutions = 16;
 constexpr uint32_t kMaxBands = 4096;
 constexpr uint32_t kMaxMetadataBytes = 64u << 20;
+constexpr uint32_t kMaxBlockSide = 8192;
 /// The ten authoring texts, in the file's order.
 constexpr size_t kAuthoringTexts = 10;
 
@@ -106,10 +108,10 @@ size_t headBytes(const Header& header);
 std::string parseHead(const uint8_t* bytes, size_t length, uint64_t fileSize, Header& header,
                       std::vector<LevelEntry>& levels, size_t& needed);
 
-/// Parses one level's index (segment lengths of every block in raster order) and checks it
-/// against its directory entry.
+/// Parses one level's index (segment length and CRC-32 of every block in raster order) and
+/// checks it against its directory entry.
 std::string parseIndex(const uint8_t* bytes, size_t length, const LevelEntry& entry, uint64_t blocks,
-                       std::vector<uint32_t>& lengths);
+                       std::vector<uint32_t>& lengths, std::vector<uint32_t>& crcs);
 
 }  // namespace Xrv
 }  // namespace Engine

@@ -64,8 +64,8 @@ bool XrvWriter::begin(std::string& error)
         error = "the image has no cells or no bands";
         return false;
     }
-    if (h.blockWidth < 64 || h.blockHeight < 64 || h.blockWidth > 8192 || h.blockHeight > 8192 || h.blockWidth % 8 ||
-        h.blockHeight % 8) {
+    if (h.blockWidth < 64 || h.blockHeight < 64 || h.blockWidth > Xrv::kMaxBlockSide ||
+        h.blockHeight > Xrv::kMaxBlockSide || h.blockWidth % 8 || h.blockHeight % 8) {
         error = "the block size must be a multiple of 8 from 64 to 8192";
         return false;
     }
@@ -81,6 +81,7 @@ bool XrvWriter::begin(std::string& error)
             return false;
         }
     m_lengths.assign(h.resolutions, {});
+    m_crcs.assign(h.resolutions, {});
     m_counts.clear();
     for (const Xrv::Band& b : h.bands) m_counts.emplace_back(size_t(1) << b.bits, 0);
     return true;
@@ -115,7 +116,8 @@ void XrvWriter::codeBlock(const std::vector<const int32_t*>& planes, uint32_t ro
     std::vector<std::vector<int32_t>> decoded;
     uint32_t dw = 0, dh = 0;
     std::string why;
-    if (!HtBlockCodec::decode(out.block.bytes.data(), out.block.bytes.size(), 0, false, decoded, dw, dh, why)) {
+    if (!HtBlockCodec::decode(out.block.bytes.data(), out.block.bytes.size(), 0, false,
+                              {w, rows, static_cast<uint32_t>(h.bands.size())}, decoded, dw, dh, why)) {
         out.error = "a coded block does not decode: " + why;
         return;
     }
@@ -170,6 +172,7 @@ bool XrvWriter::addStrip(const std::vector<const int32_t*>& planes, uint32_t row
                 return false;
             }
             m_lengths[r].push_back(static_cast<uint32_t>(n));
+            m_crcs[r].push_back(Xrv::crc32(c.block.bytes.data() + start, n));
             start = end;
         }
     }
@@ -214,10 +217,11 @@ bool XrvWriter::finish(std::string& error)
     uint64_t at = Xrv::headBytes(h);
     for (uint32_t r = 0; r < h.resolutions; ++r) {
         std::vector<uint8_t>& bytes = indexes[r];
-        for (uint32_t n : m_lengths[r])
-            for (int i = 0; i < 4; ++i) bytes.push_back(static_cast<uint8_t>(n >> (8 * i)));
+        for (size_t b = 0; b < m_lengths[r].size(); ++b)
+            for (uint32_t v : {m_lengths[r][b], m_crcs[r][b]})
+                for (int i = 0; i < 4; ++i) bytes.push_back(static_cast<uint8_t>(v >> (8 * i)));
         levels[r].indexOffset = at;
-        levels[r].indexLength = static_cast<uint32_t>(blocks * 4);
+        levels[r].indexLength = static_cast<uint32_t>(blocks * Xrv::kIndexEntryBytes);
         levels[r].indexCrc = Xrv::crc32(bytes.data(), bytes.size());
         at += bytes.size();
     }

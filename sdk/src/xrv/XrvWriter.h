@@ -52,6 +52,7 @@ private:
     XrvWriteOptions m_options;
     std::vector<std::FILE*> m_spools;
     std::vector<std::vector<uint32_t>> m_lengths;  ///< [resolution][block]
+    std::vector<std::vector<uint32_t>> m_crcs;     ///< [resolution][block]
     std::vector<std::vector<uint64_t>> m_counts;   ///< [band][value - type minimum]
     uint32_t m_rowsDone = 0;
     double m_squaredError = 0;

@@ -46,6 +46,8 @@ std::shared_ptr<OpenImage> OpenImage::open(const std::string& name, const OpenSe
     std::shared_ptr<OpenImage> image(new OpenImage());
     image->m_settings = settings;
     error = image->load(name);
+    // A stream that failed mid-open says what really went wrong (the network, the server).
+    if (error && image->m_source && image->m_source->fault()) error = image->m_source->fault();
     if (error) return nullptr;
     return image;
 }

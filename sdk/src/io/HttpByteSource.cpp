@@ -29,7 +29,7 @@ constexpr uint64_t kProbeBytes = 65536;       // the opening request: most heade
 constexpr uint64_t kMergeGapPages = 4;        // gaps this small are fetched, not a round trip
 constexpr uint64_t kMaxTransfer = 16u << 20;  // larger runs go as several requests in parallel
 constexpr uint64_t kWholeBodyCap = 4u << 20;  // a server ignoring ranges: files this small still serve
-constexpr uint64_t kMemoryBytes = 32u << 20;  // recent pages kept per stream
+constexpr uint64_t kMemoryBytes = 8u << 20;   // recent pages kept per stream
 constexpr uint64_t kReadAheadMin = 64u << 10;
 constexpr uint64_t kReadAheadMax = 4u << 20;
 constexpr uint64_t kPrefetchBudget = 16u << 20;  // hinted bytes in flight at once
@@ -612,17 +612,21 @@ void HttpByteSource::Core::finish(const std::shared_ptr<Transfer>& t, CURLcode c
 
 CError HttpByteSource::Core::faultFor(Failure f, const std::string& text) const
 {
+    // Every failed read stops the stream: a picture with holes is never shown. What time can
+    // mend (the network, a busy or failing server) is a lost connection, which Reconnect()
+    // retries; what it cannot (the image gone or changed, a broken server) needs a new open.
     switch (f) {
-        case Failure::Transport:
-        case Failure::Connect:
-            return CError(PLK_ERROR_CONNECTION_LOST, text);
-        case Failure::Changed:
-            return CError(PLK_ERROR_FILE_READ, text);
         case Failure::NotFound:
             return CError(PLK_ERROR_FILE_READ,
                           "The image " + owner.m_name + " is no longer on the server (" + text + "); open it again.");
+        case Failure::Changed:
+        case Failure::Refused:
+        case Failure::Tls:
+        case Failure::Malformed:
+        case Failure::NoRanges:
+            return CError(PLK_ERROR_FILE_READ, text);
         default:
-            return CError();  // this read failed; the next one may not
+            return CError(PLK_ERROR_CONNECTION_LOST, text);
     }
 }
 

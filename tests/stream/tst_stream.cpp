@@ -1,0 +1,326 @@
+// Streams against real servers on 127.0.0.1: nginx over http and https, and the scripted
+// fault server. A stream must show exactly the local file's pixels or fail with a clear
+// error; the disk cache must stay within its bound and spare the network on a second open.
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QImage>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <memory>
+
+#include "CConfig.h"
+#include "CFileBase.h"
+#include "CView.h"
+#include "StreamServers.h"
+#include "TestSupport.h"
+#include "io/ByteSourceFactory.h"
+#include "io/DiskCacheFolder.h"
+#include "xrv60.h"
+
+using StreamTest::FaultServer;
+using StreamTest::Nginx;
+
+namespace {
+
+PLK::SDK::CConfig& config()
+{
+    return PLK::SDK::CFileBase::sFilesHelper().Get()->m_Config;
+}
+
+void useDiskCache(const QString& folder, int megabytes)
+{
+    config().SetXrvpCacheEnabled(!folder.isEmpty());
+    config().SetXrvpCacheLocation(folder.toLocal8Bit().constData());
+    config().SetXrvpCacheSizeMb(megabytes);
+}
+
+QImage readView(PLK::CView& view)
+{
+    const PLKSetViewInfo info = view.GetSetViewInfo();
+    QImage image(int(info.nSizeX), int(info.nSizeY), QImage::Format_ARGB32);
+    for (int y = 0; y < image.height(); ++y)
+        if (view.ReadLineBGRA(image.scanLine(y)) != PLK_READ_OK) return QImage();
+    return image;
+}
+
+/// The two views every stream is checked on: the whole image zoomed out, and a window at
+/// full resolution. An error from SetView ends the list.
+struct Pictures {
+    PLK::CError error;
+    QVector<QImage> images;
+};
+
+Pictures render(PLK::CView& view)
+{
+    Pictures out;
+    int bands[3] = {0, 1, 2};
+    const PLKFileInfo* info = view.GetFileInfo();
+    const int w = int(info->nSizeX), h = int(info->nSizeY);
+    const QVector<QRect> cells = {QRect(0, 0, w, h), QRect(w / 2 - 128, h / 2 - 96, 256, 192)};
+    const QVector<QSize> sizes = {QSize(256, 256), QSize(256, 192)};
+    for (int i = 0; i < cells.size(); ++i) {
+        double x1, y1, x2, y2;
+        view.ConvertDatasetToWorld(cells[i].left(), cells[i].top(), x1, y1);
+        view.ConvertDatasetToWorld(cells[i].left() + cells[i].width(), cells[i].top() + cells[i].height(), x2, y2);
+        out.error = view.SetView(3, bands, sizes[i].width(), sizes[i].height(), x1, y1, x2, y2);
+        if (out.error) return out;
+        out.images.push_back(readView(view));
+    }
+    return out;
+}
+
+}  // namespace
+
+class TestStream : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void matchesLocalFile_data();
+    void matchesLocalFile();
+    void untrustedCertificateRefused();
+    void faults_data();
+    void faults();
+    void reconnectAfterLostConnection();
+    void diskCacheStaysWithinBound();
+    void diskCacheServesSecondOpen();
+
+private:
+    QString address(const QString& scheme, int port, const QString& path) const
+    {
+        return QString("%1://127.0.0.1:%2/%3").arg(scheme).arg(port).arg(path);
+    }
+    Pictures openAndRender(const QString& name, PLK::CError* openError = nullptr);
+
+    QTemporaryDir m_www;
+    QString m_sample;
+    std::unique_ptr<Nginx> m_nginx;
+    std::unique_ptr<FaultServer> m_faults;
+    QVector<QImage> m_reference;
+};
+
+void TestStream::initTestCase()
+{
+    for (const char* tool : {"openssl", "python3"})
+        if (TestSupport::findProgram(tool).isEmpty()) QSKIP(qPrintable(QString("%1 is not installed").arg(tool)));
+    if (!QFileInfo::exists("/usr/sbin/nginx")) QSKIP("nginx is not installed (scripts/install-deps.sh)");
+    const QString bundled = TestSupport::bundledSample();
+    if (bundled.isEmpty()) QSKIP("the bundled sample was not made");
+    for (const char* proxy : {"http_proxy", "https_proxy", "HTTP_PROXY", "HTTPS_PROXY", "ALL_PROXY", "all_proxy"})
+        qunsetenv(proxy);  // loopback only, whatever the machine's proxy
+    PLKInit();
+    useDiskCache(QString(), 0);
+
+    m_sample = m_www.filePath("sample.jp2");
+    QVERIFY(QFile::copy(bundled, m_sample));
+    m_nginx.reset(new Nginx);
+    QString error;
+    QVERIFY2(m_nginx->start(m_www.path(), &error), qPrintable(error));
+    qputenv("XRV60_TEST_CA_FILE", m_nginx->caFile().toLocal8Bit());
+    m_faults.reset(new FaultServer);
+    QVERIFY2(m_faults->start({"--file", m_sample, "--lifetime", "600", "--max-requests", "5000"}, &error),
+             qPrintable(error));
+
+    PLK::CView local;
+    QVERIFY(local.Open(PLK::CString(m_sample.toStdString()), false).Success());
+    const Pictures reference = render(local);
+    QVERIFY(reference.error.Success());
+    m_reference = reference.images;
+    local.Close(true);
+}
+
+void TestStream::cleanupTestCase()
+{
+    m_faults.reset();
+    m_nginx.reset();
+    PLKShutdown();
+}
+
+Pictures TestStream::openAndRender(const QString& name, PLK::CError* openError)
+{
+    PLK::CView view;
+    const PLK::CError opened = view.Open(PLK::CString(name.toStdString()), false);
+    if (openError) *openError = opened;
+    Pictures out;
+    if (opened) {
+        out.error = opened;
+        return out;
+    }
+    out = render(view);
+    view.Close(true);
+    return out;
+}
+
+void TestStream::matchesLocalFile_data()
+{
+    QTest::addColumn<QString>("scheme");
+    QTest::newRow("xrvp over http") << "xrvp";
+    QTest::newRow("xrvps over https") << "xrvps";
+}
+
+void TestStream::matchesLocalFile()
+{
+    QFETCH(QString, scheme);
+    const int port = scheme == "xrvps" ? m_nginx->httpsPort() : m_nginx->httpPort();
+    PLK::CView view;
+    QVERIFY(view.Open(PLK::CString(address(scheme, port, "sample.jp2").toStdString()), false).Success());
+    QVERIFY(view.GetFile()->IsXrvpConnection());
+    QVERIFY(view.GetStream()->IsNetworkStream());
+    const Pictures pictures = render(view);
+    QVERIFY2(pictures.error.Success(), pictures.error.GetErrorText());
+    QCOMPARE(pictures.images.size(), m_reference.size());
+    for (int i = 0; i < m_reference.size(); ++i) QVERIFY(pictures.images[i] == m_reference[i]);
+    QVERIFY(view.Reconnect().Success());  // nothing was lost: nothing to do
+}
+
+void TestStream::untrustedCertificateRefused()
+{
+    const QByteArray ca = qgetenv("XRV60_TEST_CA_FILE");
+    qunsetenv("XRV60_TEST_CA_FILE");  // only the system's authorities now
+    PLK::CError error;
+    openAndRender(address("xrvps", m_nginx->httpsPort(), "sample.jp2"), &error);
+    qputenv("XRV60_TEST_CA_FILE", ca);
+    QCOMPARE(error.GetErrorNumber(), int(PLK::PLK_ERROR_FILE_OPEN));
+    QVERIFY2(QString(error.GetErrorText()).contains("certificate"), error.GetErrorText());
+}
+
+void TestStream::faults_data()
+{
+    QTest::addColumn<QString>("mode");
+    QTest::addColumn<int>("code");  // 0: the right picture
+    QTest::addColumn<QString>("text");
+    const int open = PLK::PLK_ERROR_FILE_OPEN, lost = PLK::PLK_ERROR_CONNECTION_LOST, read = PLK::PLK_ERROR_FILE_READ;
+    QTest::newRow("not reachable") << "" << open << "Could not connect to the image server";
+    QTest::newRow("404") << "notfound" << int(PLK::PLK_ERROR_FILE_NOT_FOUND) << "has no image at";
+    QTest::newRow("403") << "forbidden" << open << "refused access";
+    QTest::newRow("500 always") << "error" << open << "reported an error (HTTP 500";
+    QTest::newRow("500 once") << "error-once" << 0 << "";
+    QTest::newRow("429 always") << "busy" << open << "too busy (HTTP 429";
+    QTest::newRow("429 once, Retry-After") << "busy-once" << 0 << "";
+    QTest::newRow("dropped mid-body") << "drop" << lost << "was lost";
+    QTest::newRow("dropped once") << "drop-once" << 0 << "";
+    QTest::newRow("truncated body") << "short" << lost << "was lost";
+    QTest::newRow("over-long body") << "long" << read << "more bytes than were asked for";
+    QTest::newRow("ranges ignored") << "noranges" << open << "does not answer byte-range requests";
+    QTest::newRow("changed while open") << "changed" << read << "changed on the server";
+    QTest::newRow("redirect") << "redirect" << 0 << "";
+}
+
+void TestStream::faults()
+{
+    QFETCH(QString, mode);
+    QFETCH(int, code);
+    QFETCH(QString, text);
+    const QString name = mode.isEmpty() ? address("xrvp", StreamTest::freePort(), "sample.jp2")
+                                        : address("xrvp", m_faults->port(), mode + "/sample.jp2");
+    const Pictures got = openAndRender(name);
+    // Whatever fails, no picture may be other than the file's own: a failed read gives none.
+    for (int i = 0; i < got.images.size(); ++i)
+        if (!got.images[i].isNull()) QVERIFY2(got.images[i] == m_reference[i], "a wrong picture");
+    if (code == 0) {
+        QVERIFY2(got.error.Success(), got.error.GetErrorText());
+        QCOMPARE(got.images.size(), m_reference.size());
+        for (const QImage& image : got.images) QVERIFY(!image.isNull());
+        return;
+    }
+    QVERIFY2(!got.error.Success() || got.images.contains(QImage()), "the fault went unnoticed");
+    // A read that failed inside a view shows at the next SetView; render() tried both views.
+    QCOMPARE(got.error.GetErrorNumber(), code);
+    QVERIFY2(QString(got.error.GetErrorText()).contains(text), got.error.GetErrorText());
+}
+
+void TestStream::reconnectAfterLostConnection()
+{
+    QVERIFY(QProcess::execute("python3", {"-c", QString("import urllib.request as u;u.urlopen('http://127.0.0.1:%1/"
+                                                        "control/up').read()")
+                                                    .arg(m_faults->port())}) == 0);
+    PLK::CView view;
+    QVERIFY(
+        view.Open(PLK::CString(address("xrvp", m_faults->port(), "switch/sample.jp2").toStdString()), false).Success());
+    const auto control = [this](const char* state) {
+        return QProcess::execute("python3", {"-c", QString("import urllib.request as u;u.urlopen('http://127.0.0.1:%1/"
+                                                           "control/%2').read()")
+                                                       .arg(m_faults->port())
+                                                       .arg(state)});
+    };
+    QCOMPARE(control("down"), 0);
+    Pictures down = render(view);
+    QCOMPARE(down.error.GetErrorNumber(), int(PLK::PLK_ERROR_CONNECTION_LOST));
+    QCOMPARE(view.Reconnect().GetErrorNumber(), int(PLK::PLK_ERROR_CONNECTION_LOST));  // still down
+    QCOMPARE(control("up"), 0);
+    QVERIFY(view.Reconnect().Success());
+    const Pictures up = render(view);
+    QVERIFY2(up.error.Success(), up.error.GetErrorText());
+    QVERIFY(up.images == m_reference);
+}
+
+void TestStream::diskCacheStaysWithinBound()
+{
+    QTemporaryDir cache;
+    const int boundMb = 2;
+    PLK::Engine::StreamSettings settings;
+    settings.diskCacheEnabled = true;
+    settings.diskCacheFolder = cache.path().toStdString();
+    settings.diskCacheSizeMb = boundMb;
+    PLK::CError error;
+    auto source = PLK::Engine::ByteSourceFactory::open(address("xrvp", m_nginx->httpPort(), "sample.jp2").toStdString(),
+                                                       settings, error);
+    QVERIFY2(source, error.GetErrorText());
+    QFile local(m_sample);
+    QVERIFY(local.open(QIODevice::ReadOnly));
+    const uint64_t size = source->size();
+    QCOMPARE(qint64(size), local.size());
+    QVERIFY(size > uint64_t(2 * boundMb) << 20);  // more than twice the bound goes through
+    std::vector<uint8_t> bytes(700000);
+    for (uint64_t at = 0; at < size; at += bytes.size()) {
+        const int64_t got = source->readAt(at, bytes.data(), bytes.size());
+        QVERIFY(got > 0);
+        QVERIFY(local.seek(qint64(at)));
+        QVERIFY(local.read(qint64(got)) == QByteArray(reinterpret_cast<const char*>(bytes.data()), int(got)));
+        QVERIFY(PLK::Engine::DiskCacheFolder::usedBytes(settings.diskCacheFolder) <= uint64_t(boundMb) << 20);
+    }
+}
+
+void TestStream::diskCacheServesSecondOpen()
+{
+    QTemporaryDir cache;
+    useDiskCache(cache.path(), 64);
+    const QString name = address("xrvp", m_nginx->httpPort(), "sample.jp2");
+    QVERIFY(openAndRender(name).images == m_reference);
+
+    // Second open: the one request that checks the server's version, nothing else.
+    m_nginx->clearAccessLog();
+    QVERIFY(openAndRender(name).images == m_reference);
+    QCOMPARE(m_nginx->accessLog().size(), 1);
+
+    // Damaged segments are never served: they are read again.
+    const QStringList segments = QDir(cache.path()).entryList({"*.data"}, QDir::Files);
+    QVERIFY(!segments.isEmpty());
+    for (const QString& segment : segments) {
+        QFile f(cache.filePath(segment));
+        QVERIFY(f.open(QIODevice::ReadWrite));
+        QVERIFY(f.seek(f.size() / 2));
+        f.write(QByteArray(64, '\x5a'));
+    }
+    m_nginx->clearAccessLog();
+    QVERIFY(openAndRender(name).images == m_reference);
+    QVERIFY(m_nginx->accessLog().size() > 1);
+
+    // A new version on the server (here: a new modification time, so a new ETag) is never
+    // mixed with the stored bytes of the old one.
+    QFile served(m_sample);
+    QVERIFY(served.open(QIODevice::ReadWrite));
+    QVERIFY(served.setFileTime(QDateTime::currentDateTimeUtc().addSecs(-3600), QFileDevice::FileModificationTime));
+    served.close();
+    m_nginx->clearAccessLog();
+    QVERIFY(openAndRender(name).images == m_reference);
+    QVERIFY(m_nginx->accessLog().size() > 1);
+    useDiskCache(QString(), 0);
+}
+
+QTEST_GUILESS_MAIN(TestStream)
+#include "tst_stream.moc"

@@ -29,7 +29,7 @@ QString pageTitle(QWidget* page, int number)
 
 }  // namespace
 
-LayerInfoDialog::LayerInfoDialog(QWidget* parent) : QDialog(parent)
+LayerInfoDialog::LayerInfoDialog(const Korvane::PluginManager* plugins, QWidget* parent) : QDialog(parent)
 {
     setWindowTitle(tr("Layer Information"));
     auto* layout = new QVBoxLayout(this);
@@ -39,14 +39,14 @@ LayerInfoDialog::LayerInfoDialog(QWidget* parent) : QDialog(parent)
     layout->addWidget(buttons);
     connect(buttons, &QDialogButtonBox::accepted, this, &LayerInfoDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &LayerInfoDialog::reject);
-    addPage(new LayerSummaryPage);
+    addPage(new LayerSummaryPage(plugins));
     resize(640, 520);
 }
 
-void LayerInfoDialog::addPage(QWidget* page)
+void LayerInfoDialog::addPage(QWidget* page, const QString& layerClass)
 {
     if (!page) return;
-    m_pages << page;
+    m_pages.append({page, layerClass.toLatin1(), true});
     m_tabs->addTab(page, pageTitle(page, m_tabs->count() + 1));
 }
 
@@ -55,25 +55,38 @@ int LayerInfoDialog::pageCount() const
     return m_tabs->count();
 }
 
+QList<QWidget*> LayerInfoDialog::visiblePages() const
+{
+    QList<QWidget*> pages;
+    for (const Page& page : m_pages)
+        if (page.widget && page.shown) pages << page.widget;
+    return pages;
+}
+
 void LayerInfoDialog::setLayer(Korvane::Map::Layer* layer)
 {
-    for (QWidget* page : qAsConst(m_pages)) {
-        if (!page) continue;
-        if (auto* properties = propertiesOf(page))
-            properties->setLayer(layer);
+    for (Page& page : m_pages) {
+        if (!page.widget) continue;
+        page.shown = page.layerClass.isEmpty() || (layer && layer->inherits(page.layerClass.constData()));
+        m_tabs->setTabVisible(m_tabs->indexOf(page.widget), page.shown);
+        Korvane::Map::Layer* given = page.shown ? layer : nullptr;
+        if (auto* properties = propertiesOf(page.widget))
+            properties->setLayer(given);
         else
-            PluginSlots::callWithLayer(page, "setLayer", layer);
+            PluginSlots::callWithLayer(page.widget, "setLayer", given);
     }
+    // The first tab may just have been hidden.
+    if (!m_tabs->isTabVisible(m_tabs->currentIndex())) m_tabs->setCurrentIndex(0);
 }
 
 void LayerInfoDialog::accept()
 {
-    for (QWidget* page : qAsConst(m_pages)) {
-        if (!page) continue;
-        if (auto* properties = propertiesOf(page))
+    for (const Page& page : qAsConst(m_pages)) {
+        if (!page.widget || !page.shown) continue;
+        if (auto* properties = propertiesOf(page.widget))
             properties->apply();
         else
-            PluginSlots::call(page, "apply");
+            PluginSlots::call(page.widget, "apply");
     }
     QDialog::accept();
 }

@@ -33,6 +33,7 @@ LayerListDock::LayerListDock(QWidget* parent) : QDockWidget(tr("Layers"), parent
     m_up = makeButton(QStyle::SP_ArrowUp, tr("Move the layer up"));
     m_down = makeButton(QStyle::SP_ArrowDown, tr("Move the layer down"));
     m_remove = makeButton(QStyle::SP_TrashIcon, tr("Remove the layer"));
+    m_remove->setObjectName(QStringLiteral("removeLayerButton"));
     buttons->addStretch();
     layout->addLayout(buttons);
     setWidget(body);
@@ -40,6 +41,13 @@ LayerListDock::LayerListDock(QWidget* parent) : QDockWidget(tr("Layers"), parent
     connect(m_list, &QListWidget::itemChanged, this, &LayerListDock::onItemChanged);
     connect(m_list, &QListWidget::currentRowChanged, this, &LayerListDock::onCurrentRowChanged);
     connect(m_list, &QListWidget::itemDoubleClicked, this, &LayerListDock::onItemDoubleClicked);
+    m_list->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_list, &QWidget::customContextMenuRequested, this, [this](const QPoint& pos) {
+        QListWidgetItem* item = m_list->itemAt(pos);
+        if (!item) return;
+        m_list->setCurrentItem(item);
+        emit layerMenuRequested(m_list->viewport()->mapToGlobal(pos));
+    });
     connect(m_up, &QToolButton::clicked, this, &LayerListDock::moveUp);
     connect(m_down, &QToolButton::clicked, this, &LayerListDock::moveDown);
     connect(m_remove, &QToolButton::clicked, this, &LayerListDock::removeSelected);
@@ -54,6 +62,13 @@ void LayerListDock::setMapView(MapView* view)
     if (m_view) {
         connect(m_view, &MapView::layersChanged, this, &LayerListDock::rebuild);
         connect(m_view, &MapView::activeLayerChanged, this, &LayerListDock::onActiveLayerChanged);
+        connect(m_view, &MapView::layerVisibilityChanged, this, [this](Layer* layer, bool visible) {
+            QListWidgetItem* item = m_list->item(rowOf(layer));
+            if (!item || m_rebuilding) return;
+            m_rebuilding = true;
+            item->setCheckState(visible ? Qt::Checked : Qt::Unchecked);
+            m_rebuilding = false;
+        });
         connect(m_view, &QObject::destroyed, this, &LayerListDock::rebuild);
     }
     rebuild();

@@ -9,8 +9,8 @@ class QListWidgetItem;
 class QToolButton;
 
 // The layers of the active map view, top layer first: a check box per layer for its
-// visibility, buttons to move the selected layer up or down or remove it. The selection and
-// the view's active layer follow each other.
+// visibility, buttons to move the selected layer up or down or remove it, a menu on right
+// click. The selection and the view's active layer follow each other.
 class LayerListDock : public QDockWidget {
     Q_OBJECT
 public:
@@ -21,6 +21,8 @@ public:
 
 signals:
     void zoomToLayerRequested(Korvane::Map::Layer* layer);
+    // A right click on a layer, which is now the active one; pos is global.
+    void layerMenuRequested(const QPoint& pos);
 
 private slots:
     void rebuild();

@@ -1,11 +1,16 @@
 #include "LayerSummaryPage.h"
 
+#include "HistogramChart.h"
+
+#include "QDGui/IRasterLayerHistogram.h"
 #include "QDGui/Layer.h"
+#include "QDGui/PluginManager.h"
 #include "QDGui/RasterLayer.h"
 
 #include <QtCore/QMetaEnum>
 #include <QtWidgets/QFormLayout>
 #include <QtWidgets/QLabel>
+#include <QtWidgets/QVBoxLayout>
 
 using Korvane::Map::Layer;
 using Korvane::Map::RasterLayer;
@@ -26,11 +31,16 @@ QString bandText(const QVector<int>& bands)
 
 }  // namespace
 
-LayerSummaryPage::LayerSummaryPage(QWidget* parent) : QWidget(parent)
+LayerSummaryPage::LayerSummaryPage(const Korvane::PluginManager* plugins, QWidget* parent)
+    : QWidget(parent), m_plugins(plugins)
 {
     setWindowTitle(tr("Summary"));
     setObjectName(QStringLiteral("layerSummaryPage"));
-    m_form = new QFormLayout(this);
+    auto* layout = new QVBoxLayout(this);
+    m_form = new QFormLayout;
+    layout->addLayout(m_form);
+    m_chart = new HistogramChart(this);
+    layout->addWidget(m_chart, 1);
     addRow(QStringLiteral("name"), tr("Name:"));
     addRow(QStringLiteral("source"), tr("Data source:"));
     addRow(QStringLiteral("kind"), tr("Layer type:"));
@@ -70,12 +80,20 @@ void LayerSummaryPage::clearValues()
 void LayerSummaryPage::setLayer(Layer* layer)
 {
     clearValues();
+    m_chart->setHistograms({});
     if (!layer) return;
     setValue(QStringLiteral("name"), layer->displayName());
     setValue(QStringLiteral("source"), layer->getDataSource());
-    setValue(QStringLiteral("kind"), QString::fromLatin1(layer->metaObject()->className()));
     auto* raster = qobject_cast<RasterLayer*>(layer);
+    setValue(QStringLiteral("kind"), m_plugins ? m_plugins->layerKind(layer)
+                                     : raster  ? raster->getFormat()
+                                               : QString());
     if (!raster) return;
+    if (auto* histograms = dynamic_cast<Korvane::Map::IRasterLayerHistogram*>(layer)) {
+        const QRectF bounds = raster->getBounds();
+        m_chart->setHistograms(histograms->getHistograms(false, true, raster->getSize(), bounds.left(), bounds.top(),
+                                                         bounds.right(), bounds.bottom()));
+    }
     const QSize size = raster->getSize();
     const QRectF bounds = raster->getBounds();
     setValue(QStringLiteral("format"), raster->getFormat());

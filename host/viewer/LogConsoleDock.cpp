@@ -8,6 +8,7 @@
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QPlainTextEdit>
 #include <QtWidgets/QPushButton>
+#include <QtWidgets/QScrollBar>
 #include <QtWidgets/QVBoxLayout>
 
 using Korvane::Application;
@@ -16,6 +17,8 @@ using Korvane::LogEntry;
 namespace {
 // Enough history for a long session without slowing the widget down.
 constexpr int MaxLines = 5000;
+// However small the dock is made (or was saved), this many lines stay readable.
+constexpr int MinVisibleLines = 6;
 }  // namespace
 
 LogConsoleDock::LogConsoleDock(QWidget* parent) : QDockWidget(tr("Log"), parent)
@@ -43,6 +46,8 @@ LogConsoleDock::LogConsoleDock(QWidget* parent) : QDockWidget(tr("Log"), parent)
     m_text->setLineWrapMode(QPlainTextEdit::NoWrap);
     m_text->setMaximumBlockCount(MaxLines);
     m_text->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    m_text->setMinimumHeight(QFontMetrics(m_text->font()).lineSpacing() * MinVisibleLines + 2 * m_text->frameWidth() +
+                             8);
     layout->addWidget(m_text);
     setWidget(body);
 
@@ -73,4 +78,6 @@ void LogConsoleDock::append(const LogEntry& entry)
     m_text->appendPlainText(QStringLiteral("%1  %2  %3")
                                 .arg(entry.time.toString(QStringLiteral("hh:mm:ss.zzz")),
                                      Application::logLevelName(entry.level).leftJustified(8), entry.text));
+    // The newest line stays in sight, also once the oldest lines start to go.
+    m_text->verticalScrollBar()->setValue(m_text->verticalScrollBar()->maximum());
 }

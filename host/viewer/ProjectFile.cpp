@@ -18,7 +18,7 @@ const QString ViewTag = QStringLiteral("mapview");
 const QString LayerTag = QStringLiteral("layer");
 }  // namespace
 
-bool ProjectFile::save(const QString& path, const QList<View>& views, QString* error)
+QByteArray ProjectFile::toXml(const QList<View>& views, bool withExtents)
 {
     QDomDocument document;
     document.appendChild(document.createProcessingInstruction(QStringLiteral("xml"),
@@ -31,9 +31,11 @@ bool ProjectFile::save(const QString& path, const QList<View>& views, QString* e
         QDomElement element = document.createElement(ViewTag);
         element.setAttribute(QStringLiteral("title"), entry.title);
         element.setAttribute(QStringLiteral("active"), entry.active ? 1 : 0);
-        element.setAttribute(QStringLiteral("centerX"), QString::number(view->viewport().center().x(), 'g', 17));
-        element.setAttribute(QStringLiteral("centerY"), QString::number(view->viewport().center().y(), 'g', 17));
-        element.setAttribute(QStringLiteral("unitsPerPixel"), QString::number(view->unitsPerPixel(), 'g', 17));
+        if (withExtents) {
+            element.setAttribute(QStringLiteral("centerX"), QString::number(view->viewport().center().x(), 'g', 17));
+            element.setAttribute(QStringLiteral("centerY"), QString::number(view->viewport().center().y(), 'g', 17));
+            element.setAttribute(QStringLiteral("unitsPerPixel"), QString::number(view->unitsPerPixel(), 'g', 17));
+        }
         for (Layer* layer : view->layers()) {
             QDomElement layerElement = document.createElement(LayerTag);
             layerElement.setAttribute(QStringLiteral("class"), QString::fromLatin1(layer->metaObject()->className()));
@@ -43,8 +45,13 @@ bool ProjectFile::save(const QString& path, const QList<View>& views, QString* e
         }
         root.appendChild(element);
     }
+    return document.toByteArray(2);
+}
+
+bool ProjectFile::save(const QString& path, const QList<View>& views, QString* error)
+{
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(document.toByteArray(2)) < 0 || !file.commit()) {
+    if (!file.open(QIODevice::WriteOnly) || file.write(toXml(views)) < 0 || !file.commit()) {
         *error = tr("The project %1 could not be written: %2").arg(path, file.errorString());
         return false;
     }

@@ -25,6 +25,9 @@ public:
     };
 
     static bool save(const QString& path, const QList<View>& views, QString* error);
+    // The project as saved; without extents it tells whether anything but panning and
+    // zooming changed since.
+    static QByteArray toXml(const QList<View>& views, bool withExtents = true);
     // Map views are made without a parent and belong to the caller. A layer that cannot be
     // restored is left out with a sentence in warnings; false only when the file itself
     // cannot be read.

@@ -1,8 +1,10 @@
-// The viewer's main window with the test plug-in loaded: its contributions land where users
-// look for them, the layer list drives the map, the dialogs reach the plug-in's pages, and
-// projects come back as they were saved.
+// The viewer's main window with the test plug-in and the real XRV / JPEG 2000 plug-in loaded:
+// contributions land where users look for them, panels let go of layers before they are
+// deleted, information pages stay with their own layers, projects come back as they were
+// saved, and the keyboard stays where the user works.
 #include "HostTestSupport.h"
 
+#include "LayerInfoDialog.h"
 #include "LayerListDock.h"
 #include "MainWindow.h"
 
@@ -10,29 +12,43 @@
 #include "QDGui/MapView.h"
 #include "QDGui/PluginManager.h"
 
+#include <QtWidgets/QCheckBox>
 #include <QtWidgets/QDockWidget>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QListWidget>
+#include <QtWidgets/QMdiArea>
+#include <QtWidgets/QMdiSubWindow>
 #include <QtWidgets/QMenuBar>
 #include <QtWidgets/QMessageBox>
+#include <QtWidgets/QPlainTextEdit>
+#include <QtWidgets/QScrollBar>
+#include <QtWidgets/QSpinBox>
 #include <QtWidgets/QToolBar>
+#include <QtWidgets/QToolButton>
 
+using Korvane::Application;
 using Korvane::Map::Layer;
 using Korvane::Map::MapView;
+using Korvane::Map::RasterLayer;
 
 namespace {
 
-// Accepts whatever modal dialog or message box comes up while it lives, and counts them.
+// Answers whatever modal dialog or message box comes up while it lives (a message box with
+// the given button), and counts them.
 class ModalCloser : public QObject {
 public:
-    explicit ModalCloser(bool accept = true)
+    explicit ModalCloser(QMessageBox::StandardButton button = QMessageBox::Ok, bool accept = true)
     {
-        connect(&m_timer, &QTimer::timeout, this, [this, accept]() {
+        connect(&m_timer, &QTimer::timeout, this, [this, button, accept]() {
             auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
             if (!dialog) return;
             ++closed;
-            if (auto* box = qobject_cast<QMessageBox*>(dialog)) texts << box->text();
-            accept ? dialog->accept() : dialog->reject();
+            auto* box = qobject_cast<QMessageBox*>(dialog);
+            if (box) texts << box->text();
+            if (box && box->button(button))
+                box->button(button)->click();
+            else
+                accept ? dialog->accept() : dialog->reject();
         });
         m_timer.start(20);
     }
@@ -43,17 +59,17 @@ private:
     QTimer m_timer;
 };
 
-QString lastLog()
-{
-    return Korvane::Application::logEntries().last().text;
-}
-
 bool logged(const QString& text, qsizetype since)
 {
-    const QVector<Korvane::LogEntry> log = Korvane::Application::logEntries();
+    const QVector<Korvane::LogEntry> log = Application::logEntries();
     for (qsizetype i = since; i < log.size(); ++i)
-        if (log[i].text == text) return true;
+        if (log[i].text.contains(text)) return true;
     return false;
+}
+
+QString panelText(MainWindow& window)
+{
+    return window.findChild<QDockWidget*>("testPanelDock")->findChild<QLabel*>()->text();
 }
 
 }  // namespace
@@ -64,6 +80,7 @@ class TestMainWindow : public QObject {
 private:
     QTemporaryDir m_dir;
     Korvane::PluginManager* m_plugins = nullptr;
+    QString m_sample = XRV_SAMPLE_DIR "/sample.jp2";
 
     QString file(const QString& name) const { return m_dir.filePath(name); }
 
@@ -73,22 +90,42 @@ private slots:
         QVERIFY(QFile::copy(HOST_TEST_PLUGIN, file("libtestlayer.so")));
         m_plugins = new Korvane::PluginManager(this);
         QCOMPARE(m_plugins->loadFolders({m_dir.path()}), 1);
+        // The real plug-in (and its hillshade module), as users run them.
+        QVERIFY(m_plugins->loadFolders({XRV_PLUGIN_DIR}) >= 1);
+        QVERIFY2(QFile::exists(m_sample), qPrintable(m_sample));
         QVERIFY(HostTest::writeText(file("a.tstr"), "40 30 #ff8000\n"));
         QVERIFY(HostTest::patternImage(QSize(40, 30)).save(file("b.png")));
     }
 
-    void pluginContributionsAreShown()
+    void contributionsAndNamesUsersSee()
     {
         MainWindow window(m_plugins);
         window.show();
-        auto* dock = window.findChild<QDockWidget*>("testPanelDock");
-        QVERIFY(dock && dock->parent() == &window && !dock->isHidden());
+        QVERIFY(window.findChild<QDockWidget*>("testPanelDock")->parent() == &window);
         QVERIFY(window.findChild<QToolBar*>("testToolBar"));
+        QVERIFY(window.findChild<QToolBar*>("navigationToolBar"));
         QStringList actions;
         for (QAction* menu : window.menuBar()->actions())
             if (menu->menu())
                 for (QAction* action : menu->menu()->actions()) actions << action->text();
         QVERIFY(actions.contains("Test action"));
+
+        const qsizetype before = Application::logEntries().size();
+        QVERIFY(window.openSource(file("a.tstr")));
+        QVERIFY(window.openSource(m_sample));
+        // The platform adds the application's name to the title; the window must not.
+        QVERIFY(!window.windowTitle().contains(QGuiApplication::applicationDisplayName()));
+        QVERIFY(logged("a.tstr (Test raster, TSTR)", before));
+        QVERIFY(logged("sample.jp2 (XRV JPEG 2000, JPEG 2000)", before));
+        for (const Korvane::LogEntry& entry : Application::logEntries().mid(before))
+            QVERIFY2(!entry.text.contains("Korvane::") && !entry.text.contains("TestRasterLayer"),
+                     qPrintable(entry.text));
+        auto* info = window.findChild<LayerInfoDialog*>();
+        info->setLayer(window.activeMapView()->layers().first());
+        QCOMPARE(info->findChild<QWidget*>("layerSummaryPage")->findChild<QLabel*>("kind")->text(),
+                 QStringLiteral("Test raster"));
+        window.newMapView();
+        QCOMPARE(window.findChild<QMdiArea*>()->currentSubWindow()->windowTitle(), QStringLiteral("Map 2"));
     }
 
     void layerListDrivesTheMap()
@@ -99,34 +136,23 @@ private slots:
         QVERIFY(window.openSource(file("a.tstr")));
         QCOMPARE(window.mapViews().size(), 1);  // both into the one map window
         MapView* view = window.activeMapView();
-        QCOMPARE(view->layers().size(), 2);
-        auto* panelLabel = window.findChild<QDockWidget*>("testPanelDock")->findChild<QLabel*>();
-        QCOMPARE(panelLabel->text(), QStringLiteral("test raster"));  // the panel heard of it
+        QCOMPARE(panelText(window), QStringLiteral("test raster"));  // the panel heard of it
 
         auto* list = window.findChild<QListWidget*>("layerList");
-        QCOMPARE(list->count(), 2);
         QCOMPARE(list->item(0)->text(), QStringLiteral("test raster"));  // top layer first
-        QCOMPARE(list->item(1)->text(), QStringLiteral("b.png"));
-
         list->setCurrentRow(1);
         QCOMPARE(view->activeLayer()->displayName(), QStringLiteral("b.png"));
-        QCOMPARE(panelLabel->text(), QStringLiteral("b.png"));
-
+        QCOMPARE(panelText(window), QStringLiteral("b.png"));
         list->item(1)->setCheckState(Qt::Unchecked);
         QVERIFY(!view->layers().first()->isVisible());
-
-        view->setActiveLayer(view->layers().last());
-        QCOMPARE(list->currentRow(), 0);
+        view->setLayerVisible(view->layers().first(), true);
+        QCOMPARE(list->item(1)->checkState(), Qt::Checked);
 
         // "Move down" on the top layer puts it at the bottom of the stack.
-        auto* layerDock = window.findChild<LayerListDock*>();
-        QMetaObject::invokeMethod(layerDock, "moveDown");
+        view->setActiveLayer(view->layers().last());
+        QMetaObject::invokeMethod(window.findChild<LayerListDock*>(), "moveDown");
         QCOMPARE(view->layers().first()->displayName(), QStringLiteral("test raster"));
         QCOMPARE(list->item(0)->text(), QStringLiteral("b.png"));
-
-        QMetaObject::invokeMethod(layerDock, "removeSelected");
-        QCOMPARE(view->layers().size(), 1);
-        QCOMPARE(list->count(), 1);
     }
 
     void failedOpenShowsTheReason()
@@ -140,39 +166,94 @@ private slots:
         QVERIFY(window.mapViews().isEmpty() || window.activeMapView()->layers().isEmpty());
     }
 
-    void informationPagesGetTheActiveLayer()
+    void panelsLetGoOfALayerBeforeItIsDeleted_data()
     {
+        QTest::addColumn<QString>("how");
+        QTest::newRow("remove button, last layer") << "remove";
+        QTest::newRow("map window closed") << "close window";
+        QTest::newRow("project closed") << "close project";
+    }
+
+    void panelsLetGoOfALayerBeforeItIsDeleted()
+    {
+        QFETCH(QString, how);
         MainWindow window(m_plugins);
         window.show();
-        QVERIFY(window.openSource(file("a.tstr")));
-        const qsizetype before = Korvane::Application::logEntries().size();
+        QVERIFY(window.openSource(m_sample));
+        Layer* layer = window.activeMapView()->activeLayer();
+        QString panelWhenDeleted;
+        connect(layer, &QObject::destroyed, this, [&]() { panelWhenDeleted = panelText(window); });
+        auto* outline = window.findChild<QCheckBox*>("drawImageOutlineCheckBox");
+        auto* hillshade = window.findChild<QCheckBox*>("hillShadeCheckBox");
+        QVERIFY(outline && outline->isEnabled());
+
+        ModalCloser discard(QMessageBox::Discard);
+        if (how == "remove") {
+            window.findChild<QToolButton*>("removeLayerButton")->click();
+        } else if (how == "close window") {
+            window.findChild<QMdiArea*>()->currentSubWindow()->close();
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        } else {
+            QVERIFY(window.closeProject());
+        }
+        QCOMPARE(panelWhenDeleted, QStringLiteral("none"));
+        // The real panels were told too: the clicks that used to end the viewer do nothing.
+        QVERIFY(!outline->isEnabled());
+        outline->click();
+        if (hillshade) hillshade->click();
+    }
+
+    void informationPagesBelongToTheirPlugin_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("testPageShown");
+        QTest::newRow("the plug-in's layer") << "a.tstr" << true;
+        QTest::newRow("the built-in layer") << "b.png" << false;
+        QTest::newRow("another plug-in's layer") << "sample.jp2" << false;
+    }
+
+    void informationPagesBelongToTheirPlugin()
+    {
+        QFETCH(QString, name);
+        QFETCH(bool, testPageShown);
+        MainWindow window(m_plugins);
+        window.show();
+        QVERIFY(window.openSource(m_sample));  // the real plug-in's pages have seen its data
+        QVERIFY(name == "sample.jp2" || window.openSource(file(name)));
+        const qsizetype before = Application::logEntries().size();
         ModalCloser closer;
         QMetaObject::invokeMethod(&window, "onLayerInformation");
         QCOMPARE(closer.closed, 1);
-        QVERIFY(logged("test page: layer test raster", before));
-        QCOMPARE(lastLog(), QStringLiteral("test page: layer none"));  // let go after closing
+        // A page that is not the layer's is not handed the layer (it used to show stale data).
+        QCOMPARE(logged("test page: layer " + (name == "a.tstr" ? "test raster" : name), before), testPageShown);
+
+        auto* info = window.findChild<LayerInfoDialog*>();
+        info->setLayer(window.activeMapView()->activeLayer());
+        QStringList shown;
+        for (QWidget* page : info->visiblePages()) shown << page->windowTitle();
+        QCOMPARE(shown.contains("Test page"), testPageShown);
+        // Only the real plug-in's own layer shows its pages.
+        QCOMPARE(shown.size() > 2, name == "sample.jp2");
     }
 
     void preferencesOkSavesThePages()
     {
         MainWindow window(m_plugins);
-        Korvane::Application::settings()->remove("HostTest/PrefsSaved");
+        Application::settings()->remove("HostTest/PrefsSaved");
         {
-            ModalCloser cancel(false);
+            ModalCloser cancel(QMessageBox::Cancel, false);
             QMetaObject::invokeMethod(&window, "onPreferences");
         }
-        QVERIFY(!Korvane::Application::settings()->contains("HostTest/PrefsSaved"));
+        QVERIFY(!Application::settings()->contains("HostTest/PrefsSaved"));
         ModalCloser ok;
         QMetaObject::invokeMethod(&window, "onPreferences");
-        QCOMPARE(ok.closed, 1);
-        QVERIFY(Korvane::Application::settings()->value("HostTest/PrefsSaved").toBool());
+        QVERIFY(Application::settings()->value("HostTest/PrefsSaved").toBool());
     }
 
     void projectsComeBackAsSaved()
     {
         const QString project = file("p.qdp");
         QPointF center;
-        double scale = 0;
         {
             MainWindow window(m_plugins);
             window.show();
@@ -180,25 +261,79 @@ private slots:
             QVERIFY(window.openSource(file("a.tstr")));
             MapView* view = window.activeMapView();
             view->setLayerVisible(view->layers().first(), false);
+            auto* test = qobject_cast<RasterLayer*>(view->layers().last());
+            test->setTransparency(0.6);
+            test->setContrast(1.5);
+            test->setBandList({2, 1, 0});
             view->setCenterAndScale(QPointF(12.5, -7.25), 0.125);
             center = view->viewport().center();
-            scale = view->unitsPerPixel();
+            window.newMapView();
+            QVERIFY(window.openSource(m_sample));
+            auto* jp2 = qobject_cast<RasterLayer*>(window.activeMapView()->activeLayer());
+            jp2->setTransparency(0.4);
+            jp2->setProperty("DrawOutline", true);
+            jp2->setBandList({2, 1, 0});
             QVERIFY(window.saveProject(project));
+            QVERIFY(!window.hasUnsavedChanges());
         }
         MainWindow window(m_plugins);
         window.show();
+        const qsizetype before = Application::logEntries().size();
+        // Opened twice: the second replaces the first rather than adding windows.
         QVERIFY(window.openProject(project));
-        QCOMPARE(window.mapViews().size(), 1);
+        QVERIFY(window.openProject(project));
+        QVERIFY(logged("Opening the project", before));
+        QStringList titles;
+        for (QMdiSubWindow* sub : window.findChild<QMdiArea*>()->subWindowList()) titles << sub->windowTitle();
+        QCOMPARE(titles, QStringList({"Map 1", "Map 2"}));
         MapView* view = window.mapViews().first();
         QCOMPARE(view->layers().size(), 2);
         QVERIFY(qobject_cast<Korvane::ImageLayer*>(view->layers().at(0)));
-        QCOMPARE(view->layers().at(1)->metaObject()->className(), "TestRasterLayer");
         QVERIFY(!view->layers().at(0)->isVisible());
-        QVERIFY(view->layers().at(1)->isVisible());
-        QCOMPARE(view->layers().at(1)->getDataSource(), file("a.tstr"));
-        QCOMPARE(view->activeLayer(), view->layers().at(1));
+        auto* test = qobject_cast<RasterLayer*>(view->layers().at(1));
+        QCOMPARE(test->getDataSource(), file("a.tstr"));
+        QCOMPARE(test->getTransparency(), 0.6);
+        QCOMPARE(test->getContrast(), 1.5);
+        QCOMPARE(test->getBandList(), QVector<int>({2, 1, 0}));
+        QCOMPARE(view->activeLayer(), test);
         QCOMPARE(view->viewport().center(), center);
-        QCOMPARE(view->unitsPerPixel(), scale);
+        auto* jp2 = qobject_cast<RasterLayer*>(window.mapViews().at(1)->layers().first());
+        QCOMPARE(jp2->getTransparency(), 0.4);
+        QCOMPARE(jp2->property("DrawOutline").toBool(), true);
+        QCOMPARE(jp2->getBandList(), QVector<int>({2, 1, 0}));
+        QCOMPARE(window.activeMapView(), window.mapViews().at(1));
+        QVERIFY(!window.hasUnsavedChanges());
+    }
+
+    void quitOffersToSaveChanges_data()
+    {
+        QTest::addColumn<int>("answer");
+        QTest::addColumn<bool>("closes");
+        QTest::addColumn<bool>("saved");
+        QTest::newRow("cancel") << int(QMessageBox::Cancel) << false << false;
+        QTest::newRow("discard") << int(QMessageBox::Discard) << true << false;
+        QTest::newRow("save") << int(QMessageBox::Save) << true << true;
+    }
+
+    void quitOffersToSaveChanges()
+    {
+        QFETCH(int, answer);
+        QFETCH(bool, closes);
+        QFETCH(bool, saved);
+        const QString project = file("quit.qdp");
+        MainWindow window(m_plugins);
+        window.show();
+        QVERIFY(window.openSource(file("a.tstr")));
+        QVERIFY(window.saveProject(project));
+        QVERIFY(window.close());  // nothing to ask
+        window.show();
+        qobject_cast<RasterLayer*>(window.activeMapView()->activeLayer())->setTransparency(0.25);
+        ModalCloser closer{QMessageBox::StandardButton(answer)};
+        QCOMPARE(window.close(), closes);
+        QCOMPARE(closer.closed, 1);
+        QFile written(project);
+        QVERIFY(written.open(QIODevice::ReadOnly));
+        QCOMPARE(written.readAll().contains("transparency=\"0.25\""), saved);
     }
 
     void projectWithAMissingLayerOpensTheRest()
@@ -222,6 +357,42 @@ private slots:
         QVERIFY(HostTest::writeText(file("junk.qdp"), "<not a project"));
         QVERIFY(!window.openProject(file("junk.qdp")));
         QCOMPARE(closer.closed, 2);
+    }
+
+    void tabStaysInThePanels()
+    {
+        MainWindow window(m_plugins);
+        window.show();
+        QApplication::setActiveWindow(&window);
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        QVERIFY(window.openSource(file("a.tstr")));
+        window.newMapView();
+        QVERIFY(window.openSource(file("b.png")));
+        MapView* active = window.activeMapView();
+        auto* spin = window.findChild<QDockWidget*>("testPanelDock")->findChild<QSpinBox*>();
+        spin->setFocus();
+        for (int i = 0; i < 30; ++i) {
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+            QVERIFY(!qobject_cast<MapView*>(QApplication::focusWidget()));
+            QCOMPARE(window.activeMapView(), active);
+        }
+        QCOMPARE(panelText(window), QStringLiteral("b.png"));
+    }
+
+    void logPaneShowsLinesAndFollows()
+    {
+        MainWindow window(m_plugins);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        auto* log = window.findChild<QPlainTextEdit*>("logText");
+        QVERIFY(log->viewport()->height() >= 6 * log->fontMetrics().lineSpacing());
+        for (int round = 0; round < 2; ++round) {
+            log->verticalScrollBar()->setValue(0);  // the user looked back
+            for (int i = 0; i < 3000; ++i) Application::logMessage(QString("line %1").arg(i), Application::Notice);
+            QCoreApplication::processEvents();
+            QVERIFY(log->verticalScrollBar()->maximum() > 0);
+            QCOMPARE(log->verticalScrollBar()->value(), log->verticalScrollBar()->maximum());
+        }
     }
 };
 

@@ -5,13 +5,18 @@
 
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QMdiSubWindow>
+#include <QtWidgets/QSpinBox>
 #include <QtWidgets/QVBoxLayout>
 
 using Korvane::Application;
 
 TestPanel::TestPanel(QWidget* parent) : QWidget(parent), m_label(new QLabel(QStringLiteral("no layer"), this))
 {
-    (new QVBoxLayout(this))->addWidget(m_label);
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(m_label);
+    // Fields to tab between, as in a real properties panel.
+    layout->addWidget(new QSpinBox(this));
+    layout->addWidget(new QSpinBox(this));
 }
 
 void TestPanel::onLayerActivated(Korvane::Map::Layer* layer)

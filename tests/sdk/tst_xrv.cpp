@@ -137,11 +137,11 @@ Opened openXrv(const std::shared_ptr<ByteSource>& source)
     return o;
 }
 
-Opened openXrv(const QString& path)
+Opened openXrv(const QString& path, const OpenSettings& settings = OpenSettings())
 {
     Opened o;
     auto source = FileByteSource::open(path.toStdString(), o.error);
-    if (source) o.error = XrvContainerReader().open(source, OpenSettings(), o.container);
+    if (source) o.error = XrvContainerReader().open(source, settings, o.container);
     return o;
 }
 
@@ -179,6 +179,7 @@ private slots:
     void damaged_data();
     void damaged();
     void coarseViewReadsOnlyCoarseBytes();
+    void textureDither();
 
 private:
     QTemporaryDir m_dir;
@@ -419,6 +420,35 @@ void TestXrv::coarseViewReadsOnlyCoarseBytes()
     // Index reads (8 bytes per block and resolution) aside, exactly the needed bytes were read.
     QVERIFY(read >= needed && read <= needed + 8 * d->tileCount() * (resolutions - level));
     QVERIFY2(read * 8 < counting->size(), qPrintable(QString("%1 of %2 bytes").arg(read).arg(counting->size())));
+}
+
+void TestXrv::textureDither()
+{
+    Spec s;
+    s.bands = 4;
+    s.alpha = 3;
+    s.reversible = false;
+    s.step = 1.0f / 64;
+    const auto planes = cellsFor(s);
+    const QString path = m_dir.filePath("dither.xrv");
+    std::string error;
+    QVERIFY2(writeXrv(path, s, planes, error), error.c_str());
+    OpenSettings on;
+    on.textureDither = true;
+    RegionBuffer plain, dithered;
+    QVERIFY(!decodeAll(*openXrv(path).container.decoder, 0, plain, false));
+    QVERIFY(!decodeAll(*openXrv(path, on).container.decoder, 0, dithered, false));
+    // Colour cells move by less than the coding error; the opacity band never moves.
+    double moved = 0, error2 = 0;
+    for (int b = 0; b < 3; ++b)
+        for (size_t i = 0; i < planes[b].size(); ++i) {
+            moved += std::abs(dithered.plane(b)[i] - plain.plane(b)[i]);
+            error2 += std::pow(double(plain.plane(b)[i] - planes[b][i]), 2);
+        }
+    const double cells = 3.0 * planes[0].size();
+    QVERIFY(moved > 0.1 * cells);
+    QVERIFY(moved / cells <= std::sqrt(error2 / cells) + 0.5);
+    QVERIFY(std::equal(plain.plane(3), plain.plane(3) + planes[3].size(), dithered.plane(3)));
 }
 
 QTEST_GUILESS_MAIN(TestXrv)

@@ -10,6 +10,7 @@ OpenSettings OpenSettings::capture(const SDK::CConfig& config)
     OpenSettings s;
     s.projectionFormat = config.GetProjectionFormat();
     s.resilient = config.GetResilientDecodingEnabled();
+    s.textureDither = config.GetTextureDitherEnabled();
     s.stream.userAgent = config.GetXrvpClientHttpUserAgent();
     s.stream.diskCacheEnabled = config.GetXrvpCacheEnabled();
     s.stream.diskCacheSizeMb = config.GetXrvpCacheSizeMb();

@@ -23,7 +23,8 @@ struct StreamSettings {
 
 struct OpenSettings {
     PLKProjectionFormat projectionFormat = PLK_PROJECTION_GDT;
-    bool resilient = true;  ///< decode damaged data as far as it goes
+    bool resilient = true;       ///< decode damaged data as far as it goes
+    bool textureDither = false;  ///< XRV: fine noise over lossy cells, hiding block and ringing artefacts
     StreamSettings stream;
 
     /// The configuration's values now.

@@ -1,6 +1,7 @@
 #include "xrv/XrvContainerReader.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <memory>
 
@@ -126,14 +127,50 @@ CError XrvContainerReader::open(const std::shared_ptr<ByteSource>& source, const
         return damaged(path, why);
     }
     describe(header, settings, out.description);
-    out.decoder = std::make_unique<XrvRegionDecoder>(source, std::move(header), std::move(levels));
+    out.decoder =
+        std::make_unique<XrvRegionDecoder>(source, std::move(header), std::move(levels), settings.textureDither);
     return CError();
 }
 
 XrvRegionDecoder::XrvRegionDecoder(std::shared_ptr<ByteSource> source, Xrv::Header header,
-                                   std::vector<Xrv::LevelEntry> levels)
+                                   std::vector<Xrv::LevelEntry> levels, bool textureDither)
     : m_source(std::move(source)), m_header(std::move(header)), m_levels(std::move(levels))
-{}
+{
+    // The noise is as strong as the coding error the file reports (its RMS, from the PSNR
+    // measured at compression): enough to break up flat blocks and ringing, never more than
+    // the error already there. Lossless files are left exact.
+    if (textureDither && !m_header.reversible && m_header.psnr > 0) {
+        uint32_t bits = 1;
+        for (const Xrv::Band& b : m_header.bands) bits = std::max<uint32_t>(bits, b.bits);
+        const double peak = double((uint64_t(1) << bits) - 1);
+        m_ditherAmplitude = float(peak / std::pow(10.0, m_header.psnr / 20.0));
+    }
+}
+
+void XrvRegionDecoder::dither(std::vector<std::vector<int32_t>>& planes, uint32_t w, int64_t x0, int64_t y0,
+                              uint32_t level) const
+{
+    if (m_ditherAmplitude <= 0) return;
+    const Xrv::Band& first = m_header.bands[0];
+    const int64_t lo = first.isSigned ? -(int64_t(1) << (first.bits - 1)) : 0;
+    const int64_t hi = first.isSigned ? (int64_t(1) << (first.bits - 1)) - 1 : (int64_t(1) << first.bits) - 1;
+    for (size_t b = 0; b < planes.size(); ++b) {
+        if (static_cast<int>(b) == m_header.alphaBand) continue;
+        std::vector<int32_t>& p = planes[b];
+        for (size_t i = 0; i < p.size(); ++i) {
+            // A hash of the cell's place, so every view and every decode shows the same noise.
+            uint64_t k = uint64_t(x0 + int64_t(i % w)) * 0x9E3779B97F4A7C15ull ^
+                         uint64_t(y0 + int64_t(i / w)) * 0xC2B2AE3D27D4EB4Full ^ (uint64_t(b) << 56 | level);
+            k ^= k >> 31;
+            k *= 0xBF58476D1CE4E5B9ull;
+            k ^= k >> 29;
+            // Triangular noise in (-amplitude, amplitude).
+            const double t = (double(k & 0xFFFFFF) + double((k >> 24) & 0xFFFFFF)) / double(1 << 24) - 1.0;
+            const int64_t v = int64_t(std::lround(double(p[i]) + t * m_ditherAmplitude));
+            p[i] = static_cast<int32_t>(std::min(hi, std::max(lo, v)));
+        }
+    }
+}
 
 LevelRect XrvRegionDecoder::levelRect(uint32_t level) const
 {
@@ -279,6 +316,7 @@ CError XrvRegionDecoder::decode(uint32_t tile, uint32_t level, uint32_t /*layers
                   m_source->name().c_str(), why.c_str());
         return CError();
     }
+    dither(planes, w, block.x0, block.y0, level);
     for (uint32_t b = 0; b < bands; ++b) {
         int32_t* dst = out.plane(b);
         for (int64_t y = rect.y0; y < rect.y1; ++y) {

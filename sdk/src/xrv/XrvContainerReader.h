@@ -23,7 +23,8 @@ public:
 /// The blocks of an XRV file as the engine's tiles.
 class XrvRegionDecoder : public RegionDecoder {
 public:
-    XrvRegionDecoder(std::shared_ptr<ByteSource> source, Xrv::Header header, std::vector<Xrv::LevelEntry> levels);
+    XrvRegionDecoder(std::shared_ptr<ByteSource> source, Xrv::Header header, std::vector<Xrv::LevelEntry> levels,
+                     bool textureDither = false);
 
     uint32_t levels() const override { return m_header.resolutions; }
     uint32_t layers() const override { return 1; }
@@ -50,7 +51,11 @@ private:
     /// Loads the block index of resolution `resolution` once; its error otherwise.
     CError index(uint32_t resolution, const LevelIndex*& out);
 
+    /// Adds the texture dither to decoded cells of a block whose level-grid origin is x0, y0.
+    void dither(std::vector<std::vector<int32_t>>& planes, uint32_t w, int64_t x0, int64_t y0, uint32_t level) const;
+
     std::shared_ptr<ByteSource> m_source;
+    float m_ditherAmplitude = 0;  ///< in cell units; 0: no dither
     Xrv::Header m_header;
     std::vector<Xrv::LevelEntry> m_levels;
 

@@ -32,9 +32,11 @@ public:
     virtual ~CFileBase();
 
     const std::string& GetName() const;
+    /// The format the engine recognised from the file's first bytes.
     PLKFileType GetFileType() const;
-    /// Whether the file is read over an XRVP connection.
+    /// Whether the file is read over an XRVP (or XRVPS) connection.
     bool IsXrvpConnection() const;
+    PLKProtocol GetProtocol() const;
     CIOStream* GetStream();
 
     const std::shared_ptr<Engine::OpenImage>& image() const { return m_image; }

@@ -15,6 +15,13 @@ enum PLKFileType : int32_t {
     PLK_FILE_JPEG2000 = 2,
 };
 
+/// How a view's bytes reach the engine, as the engine's source knows it (never from the name).
+enum PLKProtocol : int32_t {
+    PLK_PROTOCOL_LOCAL_FILE = 0,
+    PLK_PROTOCOL_XRVP = 1,   ///< HTTP range requests
+    PLK_PROTOCOL_XRVPS = 2,  ///< HTTPS range requests
+};
+
 /// Type of one cell (sample) of a band.
 enum PLKCellType : int32_t {
     PLK_CELL_UINT8 = 0,

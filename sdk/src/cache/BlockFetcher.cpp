@@ -9,6 +9,7 @@
 
 #include "CLog.h"
 #include "core/ThreadPool.h"
+#include "io/PrefetchedSource.h"
 
 namespace PLK {
 namespace Engine {
@@ -38,6 +39,10 @@ struct FetchState {
         if (firstError.Success()) firstError = error;
     }
 };
+
+// The most bytes fetched ahead for one batch of tile decodes: a view needing more fetches them
+// batch by batch, so its memory stays bounded whatever the image.
+constexpr uint64_t kBatchBytes = 32u << 20;
 
 bool cancelled(const BlockFetcher::Request& r)
 {
@@ -97,7 +102,7 @@ std::shared_ptr<Block> cutBlock(const RegionBuffer& decoded, const LevelRect& de
 
 // Decodes the blocks of one tile that nobody else is decoding, in one call to the decoder.
 void decodeTile(const BlockFetcher::Request& r, uint32_t layers, uint32_t tile, const std::vector<BlockRef>& wanted,
-                BlockCache& cache, FetchState& state)
+                BlockCache& cache, FetchState& state, ByteSource* bytes = nullptr)
 {
     if (cancelled(r)) return;
     std::vector<BlockRef> mine;
@@ -110,7 +115,9 @@ void decodeTile(const BlockFetcher::Request& r, uint32_t layers, uint32_t tile, 
         bound = {std::min(bound.x0, ref.rect.x0), std::min(bound.y0, ref.rect.y0), std::max(bound.x1, ref.rect.x1),
                  std::max(bound.y1, ref.rect.y1)};
     RegionBuffer decoded;
-    const CError error = r.decoder->decode(tile, r.level, layers, bound, decoded, r.cancel.get(), r.resilient);
+    const CError error =
+        bytes ? r.decoder->decodeFrom(*bytes, tile, r.level, layers, bound, decoded, r.cancel.get(), r.resilient)
+              : r.decoder->decode(tile, r.level, layers, bound, decoded, r.cancel.get(), r.resilient);
     if (error) {
         for (const BlockRef& ref : mine) cache.abandon(ref.key);
         if (error.GetErrorNumber() != PLK_ERROR_CANCELLED) {
@@ -151,6 +158,24 @@ uint32_t BlockFetcher::countBlocks(const Request& request, BlockCache& cache, ui
     return count;
 }
 
+void BlockFetcher::announce(const Request& request, BlockCache& cache)
+{
+    if (!request.source || !request.source->isRemote()) return;  // local reads need no notice
+    Request r = request;
+    r.window = r.window.intersected(r.decoder->levelRect(r.level));
+    if (r.window.empty()) return;
+    const uint32_t total = r.decoder->layers();
+    const uint32_t layers = r.layers == 0 || r.layers > total ? total : r.layers;
+    std::vector<ByteRange> ranges;
+    for (uint32_t tile : r.decoder->tilesIntersecting(r.window, r.level)) {
+        const std::vector<BlockRef> refs = blocksOfTile(r, layers, tile);
+        if (std::all_of(refs.begin(), refs.end(), [&cache](const BlockRef& ref) { return cache.contains(ref.key); }))
+            continue;
+        for (const ByteRange& range : r.decoder->rangesFor(tile, r.level)) ranges.push_back(range);
+    }
+    if (!ranges.empty()) r.source->prefetch(ranges);
+}
+
 CError BlockFetcher::fetch(const Request& request, RegionBuffer& out)
 {
     Request r = request;
@@ -177,13 +202,31 @@ CError BlockFetcher::fetch(const Request& request, RegionBuffer& out)
     }
     if (cached && r.onBlocksReady) r.onBlocksReady(cached);
 
-    if (!missing.empty()) {
+    // The bytes of the missing tiles are fetched in one request per batch (one batch unless the
+    // view needs very many), then the tiles are decoded on the workers.
+    for (auto next = missing.begin(); next != missing.end() && !cancelled(r);) {
+        std::vector<ByteRange> ranges;
+        uint64_t bytes = 0;
+        auto end = next;
+        for (; end != missing.end() && (end == next || bytes < kBatchBytes); ++end) {
+            if (!r.source) continue;
+            for (const ByteRange& range : r.decoder->rangesFor(end->first, r.level)) {
+                ranges.push_back(range);
+                bytes += range.length;
+            }
+        }
+        std::shared_ptr<PrefetchedSource> fetched;
+        if (!ranges.empty()) {
+            fetched = std::make_shared<PrefetchedSource>(r.source);
+            if (fetched->fetch(std::move(ranges), r.cancel.get()) == ReadStatus::Cancelled) break;
+        }
         auto batch = std::make_shared<ThreadPool::Batch>();
-        for (auto& entry : missing) {
-            const uint32_t tile = entry.first;
-            const std::vector<BlockRef>* refs = &entry.second;
-            ThreadPool::shared().submit(
-                batch, [&r, layers, tile, refs, this, &state] { decodeTile(r, layers, tile, *refs, m_cache, state); });
+        for (; next != end; ++next) {
+            const uint32_t tile = next->first;
+            const std::vector<BlockRef>* refs = &next->second;
+            ThreadPool::shared().submit(batch, [&r, layers, tile, refs, this, &state, fetched] {
+                decodeTile(r, layers, tile, *refs, m_cache, state, fetched.get());
+            });
         }
         batch->wait();
     }

@@ -13,6 +13,7 @@
 #include "image/LevelRect.h"
 #include "image/RegionBuffer.h"
 #include "image/RegionDecoder.h"
+#include "io/ByteSource.h"
 
 namespace PLK {
 namespace Engine {
@@ -26,6 +27,9 @@ public:
     struct Request {
         uint64_t image = 0;
         RegionDecoder* decoder = nullptr;
+        /// The image's bytes: the decodes' byte ranges are fetched from it in one request per
+        /// batch of tiles. Null: each decode reads for itself.
+        std::shared_ptr<ByteSource> source;
         uint32_t bands = 0;  ///< bands of the image
         uint32_t level = 0;
         uint32_t layers = 0;  ///< quality layers; 0 or more than the image has = all
@@ -45,6 +49,9 @@ public:
 
     /// Blocks of the window at the level, and how many of them are already decoded.
     static uint32_t countBlocks(const Request& request, BlockCache& cache, uint32_t* available);
+    /// Tells a remote source which byte ranges a fetch of `request` will want, so that it can
+    /// start on them; nothing waits.
+    static void announce(const Request& request, BlockCache& cache);
 
 private:
     BlockCache& m_cache;

@@ -39,6 +39,19 @@ bool CFileBase::IsXrvpConnection() const
     return m_image->source()->isRemote();
 }
 
+PLKProtocol CFileBase::GetProtocol() const
+{
+    switch (m_image->protocol()) {
+        case Engine::SourceProtocol::Xrvp:
+            return PLK_PROTOCOL_XRVP;
+        case Engine::SourceProtocol::Xrvps:
+            return PLK_PROTOCOL_XRVPS;
+        case Engine::SourceProtocol::LocalFile:
+            break;
+    }
+    return PLK_PROTOCOL_LOCAL_FILE;
+}
+
 CIOStream* CFileBase::GetStream()
 {
     return m_stream.get();

@@ -20,6 +20,24 @@ CError notOpen()
 {
     return CError(PLK_ERROR_NO_FILE_OPEN, "No image is open in this view.");
 }
+
+// The public entry points are the only readers of the global configuration: what they take
+// from it goes down to the engine as plain values.
+const SDK::CConfig& config()
+{
+    return SDK::CFileBase::sFilesHelper().Get()->m_Config;
+}
+
+Engine::ViewSettings viewSettings()
+{
+    const SDK::CConfig& c = config();
+    Engine::ViewSettings s;
+    s.refreshTimeMs = c.GetRefreshTimeMS();
+    s.optimizeNearest = c.GetOptimizeUseNearestNeighbour();
+    s.resilient = c.GetResilientDecodingEnabled();
+    s.textureDither = c.GetTextureDitherEnabled();
+    return s;
+}
 }  // namespace
 
 CView::CView() : m_engine(new Engine::ViewEngine(*this)) {}
@@ -37,7 +55,7 @@ CError CView::Open(const wchar_t* wszPath, bool bProgressive, bool bHeaderOnly)
 
 CError CView::Open(const CString& name, bool bProgressive, bool bHeaderOnly)
 {
-    return m_engine->open(name.utf8(), bProgressive, bHeaderOnly);
+    return m_engine->open(name.utf8(), bProgressive, bHeaderOnly, Engine::OpenSettings::capture(config()));
 }
 
 CError CView::Close(bool bFreeCache)
@@ -58,7 +76,7 @@ CError CView::SetView(int nBands, int* pBandList, int nWidth, int nHeight, doubl
         if (pBandList[i] < 0) return CError(PLK_ERROR_INVALID_BAND, "Band indices cannot be negative.");
         bands.push_back(static_cast<uint32_t>(pBandList[i]));
     }
-    return m_engine->setView(bands, nWidth, nHeight, dWorldTLX, dWorldTLY, dWorldBRX, dWorldBRY);
+    return m_engine->setView(bands, nWidth, nHeight, dWorldTLX, dWorldTLY, dWorldBRX, dWorldBRY, viewSettings());
 }
 
 CError CView::SetView(int nBands, uint32_t* pBandList, int nWidth, int nHeight, double dWorldTLX, double dWorldTLY,
@@ -66,7 +84,7 @@ CError CView::SetView(int nBands, uint32_t* pBandList, int nWidth, int nHeight, 
 {
     if (nBands < 0 || (nBands > 0 && !pBandList)) return CError(PLK_ERROR_INVALID_BAND, "No band list was given.");
     return m_engine->setView(std::vector<uint32_t>(pBandList, pBandList + nBands), nWidth, nHeight, dWorldTLX,
-                             dWorldTLY, dWorldBRX, dWorldBRY);
+                             dWorldTLY, dWorldBRX, dWorldBRY, viewSettings());
 }
 
 CError CView::ConvertDatasetToWorld(double dDatasetX, double dDatasetY, double& dWorldX, double& dWorldY) const

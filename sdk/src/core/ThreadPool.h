@@ -34,7 +34,6 @@ public:
 
     /// Queues `task` as part of `batch`. Tasks must not wait for other tasks of the pool.
     void submit(const std::shared_ptr<Batch>& batch, std::function<void()> task);
-    unsigned threadCount() const { return static_cast<unsigned>(m_threads.size()); }
 
     /// The engine's pool, made on first use with one thread per core (at least two).
     static ThreadPool& shared();

@@ -58,6 +58,8 @@ CError OpenImage::load(const std::string& name)
 {
     m_id = nextImageId.fetch_add(1);
     m_name = name;
+    // Text from a "|" on qualifies the name for the caller; the bytes are named by what is
+    // before it. Cut here, once: everything below sees only the path or address.
     const std::string path = name.substr(0, name.find('|'));
     if (path.empty()) return CError(PLK_ERROR_INVALID_ARGUMENT, "No file name was given.");
 
@@ -74,11 +76,12 @@ CError OpenImage::load(const std::string& name)
 
     m_georef = m_container.description.hasStoredPlacement
                    ? m_container.description.storedPlacement
-                   : GeoreferenceReader::read(m_source, path, m_settings.projectionFormat);
+                   : GeoreferenceReader::read(m_source, m_source->isRemote() ? std::string() : path,
+                                              m_settings.projectionFormat);
     m_fileInfo.reset(new FileInfoRecord(m_container.description, m_georef, m_source->size()));
-    CLog::Log("view", LOG_INFO, "Opened %s: %u x %u cells, %zu bands, %u levels, EPSG %d", path.c_str(),
-              m_container.description.width, m_container.description.height, m_container.description.bands.size(),
-              m_container.decoder->levels(), m_georef.epsg);
+    CLog::Log("view", LOG_INFO, "Opened %s (%s): %u x %u cells, %zu bands, %u levels, EPSG %d", path.c_str(),
+              formatName(), m_container.description.width, m_container.description.height,
+              m_container.description.bands.size(), m_container.decoder->levels(), m_georef.epsg);
     return CError();
 }
 
@@ -107,6 +110,7 @@ CError OpenImage::countHistograms()
     BlockFetcher::Request request;
     request.image = m_id;
     request.decoder = m_container.decoder.get();
+    request.source = m_source;
     request.bands = static_cast<uint32_t>(d.bands.size());
     request.level = statisticsLevel(*m_container.decoder);
     request.window = m_container.decoder->levelRect(request.level);

@@ -9,6 +9,7 @@
 #include "CError.h"
 #include "image/LevelRect.h"
 #include "image/RegionBuffer.h"
+#include "io/ByteSource.h"
 
 namespace PLK {
 namespace Engine {
@@ -36,6 +37,17 @@ public:
     /// data decodes as far as it goes; otherwise it fails with a message.
     virtual CError decode(uint32_t tile, uint32_t level, uint32_t layers, const LevelRect& rect, RegionBuffer& out,
                           const std::atomic<bool>* cancel, bool resilient) = 0;
+
+    /// The byte ranges a decode of `tile` at `level` reads, so that a caller decoding many
+    /// tiles can fetch all their bytes in one request first. Empty when the format cannot say.
+    virtual std::vector<ByteRange> rangesFor(uint32_t tile, uint32_t level) const { return {}; }
+    /// decode(), reading the image's bytes through `bytes` (the image's source with some
+    /// ranges fetched ahead) instead of its own source.
+    virtual CError decodeFrom(ByteSource& bytes, uint32_t tile, uint32_t level, uint32_t layers, const LevelRect& rect,
+                              RegionBuffer& out, const std::atomic<bool>* cancel, bool resilient)
+    {
+        return decode(tile, level, layers, rect, out, cancel, resilient);
+    }
 };
 
 }  // namespace Engine

@@ -58,8 +58,8 @@ std::shared_ptr<ByteSource> ByteSourceFactory::open(const std::string& name, con
             if (lower.rfind(entry.first, 0) == 0) opener = entry.second;
     }
     if (!opener) {
-        error = CError(PLK_ERROR_NOT_SUPPORTED_FORMAT,
-                       "'" + name + "' is a stream address; this version of the engine opens local files only.");
+        error = CError(PLK_ERROR_NOT_SUPPORTED_FORMAT, "'" + name + "' cannot be opened: the engine reads no '" +
+                                                           name.substr(0, name.find("://")) + "' addresses.");
         return nullptr;
     }
     return opener(name, settings, error);

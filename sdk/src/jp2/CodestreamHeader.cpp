@@ -105,6 +105,12 @@ CError CodestreamHeader::parseMarker(uint16_t marker, const uint8_t* body, size_
         case POC:
             hasPoc = true;
             return {};
+        case TLM:
+            if (length < 2)
+                m_tlmBroken = true;
+            else
+                m_tlmSegments.emplace_back(body[0], std::vector<uint8_t>(body + 1, body + length));
+            return {};
         case PPM:
             if (length < 1) return damaged("a PPM marker is empty");
             m_ppmSeen = true;
@@ -216,7 +222,35 @@ CError CodestreamHeader::finish()
     if (!m_sawCod) return damaged("it has no COD marker");
     for (size_t i = 0; i < components.size(); ++i)
         components[i].decompositions = m_cocDecompositions[i] != 0xFF ? m_cocDecompositions[i] : decompositions;
+    readTileLengths();
     return splitPackedHeaders();
+}
+
+// A damaged length index is no reason to refuse the image: the tile-parts are then found by
+// walking them, as for a code-stream without one.
+void CodestreamHeader::readTileLengths()
+{
+    std::stable_sort(m_tlmSegments.begin(), m_tlmSegments.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    tileLengths.clear();
+    for (const auto& segment : m_tlmSegments) {
+        const std::vector<uint8_t>& b = segment.second;  // Stlm, then the entries
+        const uint32_t tileBytes = (b[0] >> 4) & 3, lengthBytes = (b[0] & 0x40) ? 4 : 2;
+        const size_t entry = tileBytes + lengthBytes;
+        if (tileBytes == 3 || (b.size() - 1) % entry != 0) m_tlmBroken = true;
+        for (size_t pos = 1; !m_tlmBroken && pos + entry <= b.size(); pos += entry) {
+            TileLength t;
+            // Without tile numbers every tile has one tile-part, in tile order.
+            t.tile = tileBytes == 0   ? static_cast<uint32_t>(tileLengths.size())
+                     : tileBytes == 1 ? b[pos]
+                                      : ByteCursor::peek16(&b[pos]);
+            t.length =
+                lengthBytes == 4 ? ByteCursor::peek32(&b[pos + tileBytes]) : ByteCursor::peek16(&b[pos + tileBytes]);
+            tileLengths.push_back(t);
+        }
+    }
+    m_tlmSegments.clear();
+    if (m_tlmBroken) tileLengths.clear();
 }
 
 CError CodestreamHeader::splitPackedHeaders()

@@ -22,6 +22,12 @@ struct GridRect {
     uint32_t y1 = 0;
 };
 
+/// One tile-part as the code-stream's length index (TLM) lists it, in code-stream order.
+struct TileLength {
+    uint32_t tile = 0;
+    uint32_t length = 0;  ///< bytes of the tile-part, its SOT marker included
+};
+
 struct CodestreamComponent {
     uint8_t bits = 8;
     bool isSigned = false;
@@ -90,6 +96,8 @@ public:
     std::vector<std::pair<uint8_t, uint8_t>> precinctExps;
 
     std::string comment;  ///< first Latin-text COM
+    /// The tile-parts the TLM markers list; empty without TLM markers or when they are damaged.
+    std::vector<TileLength> tileLengths;
     bool hasPoc = false;
     uint32_t mainHeaderLength = 0;  ///< bytes from SOC up to the first SOT
 
@@ -117,12 +125,15 @@ private:
     CError validateGeometry();
     CError finish();
     CError splitPackedHeaders();
+    void readTileLengths();
 
     std::vector<uint8_t> m_keptHeader;         ///< main header without TLM/PLM/PPM
     size_t m_sizOffset = 0;                    ///< where the SIZ segment starts in m_keptHeader
     std::vector<uint8_t> m_cocDecompositions;  ///< 0xFF = no COC for the component
     std::vector<std::pair<uint8_t, std::vector<uint8_t>>> m_ppmSegments;  ///< (Zppm, data)
     std::vector<std::vector<uint8_t>> m_ppmChunks;
+    std::vector<std::pair<uint8_t, std::vector<uint8_t>>> m_tlmSegments;  ///< (Ztlm, Stlm and entries)
+    bool m_tlmBroken = false;
     bool m_ppmSeen = false;
     bool m_sawSiz = false;
     bool m_sawCod = false;

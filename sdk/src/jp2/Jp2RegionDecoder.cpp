@@ -90,6 +90,24 @@ std::vector<uint32_t> Jp2RegionDecoder::tilesIntersecting(const LevelRect& rect,
 CError Jp2RegionDecoder::decode(uint32_t tile, uint32_t level, uint32_t layers, const LevelRect& rect,
                                 RegionBuffer& out, const std::atomic<bool>* cancel, bool resilient)
 {
+    return decodeFrom(*m_source, tile, level, layers, rect, out, cancel, resilient);
+}
+
+std::vector<ByteRange> Jp2RegionDecoder::rangesFor(uint32_t tile, uint32_t level) const
+{
+    std::vector<ByteRange> ranges;
+    if (tile >= tileCount() || level >= levels()) return ranges;
+    const uint32_t dataTile = tileWithSamples(tile);
+    const std::vector<TilePart>& parts = m_index.parts(dataTile);
+    const uint32_t keep = TileCodestream(*m_source, m_header, m_index).partsLikelyNeeded(dataTile, level);
+    for (uint32_t i = 0; i < keep && i < parts.size(); ++i) ranges.push_back({parts[i].offset, parts[i].length});
+    return ranges;
+}
+
+CError Jp2RegionDecoder::decodeFrom(ByteSource& bytes, uint32_t tile, uint32_t level, uint32_t layers,
+                                    const LevelRect& rect, RegionBuffer& out, const std::atomic<bool>* cancel,
+                                    bool resilient)
+{
     if (const CError error = checkRequest(tile, level, rect)) return error;
     if (rect.empty()) {
         out.allocate(static_cast<uint32_t>(rect.width()), static_cast<uint32_t>(rect.height()),
@@ -99,7 +117,7 @@ CError Jp2RegionDecoder::decode(uint32_t tile, uint32_t level, uint32_t layers, 
     if (cancel && cancel->load()) return Jp2Messages::cancelled();
     const uint32_t dataTile = tileWithSamples(tile);
     std::vector<uint8_t> codestream;
-    const TileCodestream builder(*m_source, m_header, m_index);
+    const TileCodestream builder(bytes, m_header, m_index);
     if (const CError error = builder.build(dataTile, level, resilient, codestream))
         return Jp2Messages::explain(error, m_source->name(), Jp2Messages::Part::Codestream);
     // The read may have taken long on a remote source; OpenJPEG cannot be stopped once started.

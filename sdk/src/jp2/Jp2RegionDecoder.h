@@ -31,6 +31,9 @@ public:
     std::vector<uint32_t> tilesIntersecting(const LevelRect& rect, uint32_t level) const override;
     CError decode(uint32_t tile, uint32_t level, uint32_t layers, const LevelRect& rect, RegionBuffer& out,
                   const std::atomic<bool>* cancel, bool resilient) override;
+    std::vector<ByteRange> rangesFor(uint32_t tile, uint32_t level) const override;
+    CError decodeFrom(ByteSource& bytes, uint32_t tile, uint32_t level, uint32_t layers, const LevelRect& rect,
+                      RegionBuffer& out, const std::atomic<bool>* cancel, bool resilient) override;
 
     const TilePartIndex& index() const { return m_index; }
     const CodestreamHeader& header() const { return m_header; }

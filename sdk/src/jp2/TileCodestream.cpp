@@ -31,7 +31,7 @@ CError TileCodestream::build(uint32_t tile, uint32_t level, bool resilient, std:
     const std::vector<TilePart>& parts = m_index.parts(tile);
     if (parts.empty()) return damaged(tileName(tile) + " is missing");
     std::vector<uint8_t> bytes;
-    if (const CError error = readPart(parts[0], bytes)) return error;
+    if (const CError error = readPart(tile, parts[0], bytes)) return error;
     const uint32_t keep = partsNeeded(tile, level, bytes);
     if (!resilient) {
         for (uint32_t i = 0; i < keep; ++i)
@@ -47,7 +47,7 @@ CError TileCodestream::build(uint32_t tile, uint32_t level, bool resilient, std:
     uint32_t pptIndex = 0;
     for (uint32_t i = 0; i < keep; ++i) {
         if (i > 0)
-            if (const CError error = readPart(parts[i], bytes)) return error;
+            if (const CError error = readPart(tile, parts[i], bytes)) return error;
         if (const CError error = appendPart(parts[i], bytes, announcedCount, pptIndex, out)) return error;
     }
     out.push_back(0xFF);
@@ -55,7 +55,7 @@ CError TileCodestream::build(uint32_t tile, uint32_t level, bool resilient, std:
     return {};
 }
 
-uint32_t TileCodestream::partsNeeded(uint32_t tile, uint32_t level, const std::vector<uint8_t>& firstPart) const
+uint32_t TileCodestream::partsLikelyNeeded(uint32_t tile, uint32_t level) const
 {
     const std::vector<TilePart>& parts = m_index.parts(tile);
     const uint32_t all = static_cast<uint32_t>(parts.size());
@@ -65,9 +65,17 @@ uint32_t TileCodestream::partsNeeded(uint32_t tile, uint32_t level, const std::v
     const uint32_t resolutions = m_header.maxResolutions();
     if (level == 0 || !resolutionMajor || m_header.hasPoc || all != resolutions) return all;
     for (uint32_t i = 0; i < all; ++i)
-        if (parts[i].index != i || parts[i].count != all) return all;
-    if (tilePartHeaderChangesOrder(firstPart)) return all;
+        if (parts[i].index != i || (parts[i].count != 0 && parts[i].count != all)) return all;
     return resolutions - level;
+}
+
+uint32_t TileCodestream::partsNeeded(uint32_t tile, uint32_t level, const std::vector<uint8_t>& firstPart) const
+{
+    const uint32_t all = static_cast<uint32_t>(m_index.parts(tile).size());
+    const uint32_t likely = partsLikelyNeeded(tile, level);
+    // The first tile-part's own header must announce every part, and change no coding order.
+    if (likely == all || firstPart.size() < kSotBytes || firstPart[11] != all) return all;
+    return tilePartHeaderChangesOrder(firstPart) ? all : likely;
 }
 
 bool TileCodestream::tilePartHeaderChangesOrder(const std::vector<uint8_t>& part)
@@ -83,11 +91,17 @@ bool TileCodestream::tilePartHeaderChangesOrder(const std::vector<uint8_t>& part
     return true;  // a header we cannot follow: take no chances
 }
 
-CError TileCodestream::readPart(const TilePart& part, std::vector<uint8_t>& bytes) const
+CError TileCodestream::readPart(uint32_t tile, const TilePart& part, std::vector<uint8_t>& bytes) const
 {
     bytes.resize(part.length);
     if (!m_source.readExact(part.offset, bytes.data(), bytes.size()))
         return CError(PLK_ERROR_FILE_READ, "the file cannot be read");
+    // An index taken from the code-stream's length markers is checked here, where the bytes
+    // are at hand: the tile-part must be the one it claims.
+    const uint32_t psot = bytes.size() >= kSotBytes ? ByteCursor::peek32(bytes.data() + 6) : 0;
+    if (bytes.size() < kSotBytes || ByteCursor::peek16(bytes.data()) != CodestreamHeader::SOT ||
+        ByteCursor::peek16(bytes.data() + 4) != tile || bytes[10] != part.index || (psot != 0 && psot != part.psot))
+        return damaged(tileName(tile) + " is not where the tile-part index says");
     return {};
 }
 

@@ -29,9 +29,11 @@ public:
     /// its tile-parts hold one resolution each, so the finer ones can be left unread.
     /// `firstPart` is the first tile-part's bytes.
     uint32_t partsNeeded(uint32_t tile, uint32_t level, const std::vector<uint8_t>& firstPart) const;
+    /// partsNeeded() as far as the index tells without reading: never fewer than it.
+    uint32_t partsLikelyNeeded(uint32_t tile, uint32_t level) const;
 
 private:
-    CError readPart(const TilePart& part, std::vector<uint8_t>& bytes) const;
+    CError readPart(uint32_t tile, const TilePart& part, std::vector<uint8_t>& bytes) const;
     CError appendPart(const TilePart& part, const std::vector<uint8_t>& bytes, uint32_t partCount, uint32_t& pptIndex,
                       std::vector<uint8_t>& out) const;
     CError appendPackedHeaders(const TilePart& part, uint32_t& pptIndex, std::vector<uint8_t>& out) const;

@@ -11,9 +11,47 @@ namespace {
 constexpr uint32_t kSotBytes = 12;
 constexpr uint32_t kMinTilePart = kSotBytes + 2;  // SOT segment and SOD marker
 constexpr size_t kScanChunk = 64 * 1024;
+// Tile-parts up to a quarter of this long are walked from one read of this many bytes; past
+// that, reading just the next header costs less than reading ahead.
+constexpr size_t kWindow = 256 * 1024;
 }  // namespace
 
-void TilePartIndex::build(ByteSource& source, uint64_t firstSot, uint64_t end, const CodestreamHeader& header)
+/// Serves the bytes of tile-part headers, reading ahead a window at a time while tile-parts are
+/// short, so that a walk over many small tile-parts takes few reads of the source.
+class TilePartIndex::HeaderReader {
+public:
+    HeaderReader(ByteSource& source, uint64_t end, uint32_t& reads) : m_source(source), m_end(end), m_reads(reads) {}
+
+    /// The `length` bytes at `offset` (fewer only at the end), or null when they cannot be read.
+    const uint8_t* at(uint64_t offset, size_t length, size_t* got, bool readAhead)
+    {
+        if (offset >= m_start && offset - m_start + length <= m_bytes.size()) {
+            *got = length;
+            return m_bytes.data() + (offset - m_start);
+        }
+        const uint64_t want = std::min<uint64_t>(readAhead ? std::max(kWindow, length) : length, m_end - offset);
+        m_bytes.resize(static_cast<size_t>(want));
+        ++m_reads;
+        const int64_t n = m_source.readAt(offset, m_bytes.data(), m_bytes.size());
+        m_start = offset;
+        m_bytes.resize(n < 0 ? 0 : static_cast<size_t>(n));
+        if (n < 0) return nullptr;
+        *got = std::min(length, m_bytes.size());
+        return m_bytes.data();
+    }
+    ByteSource& source() { return m_source; }
+    /// Whether the next header is worth reading ahead for: the tile-parts are short.
+    bool readAhead = true;
+
+private:
+    ByteSource& m_source;
+    uint64_t m_end;
+    uint32_t& m_reads;
+    uint64_t m_start = 0;
+    std::vector<uint8_t> m_bytes;
+};
+
+void TilePartIndex::reset(const CodestreamHeader& header)
 {
     const uint32_t tileCount = header.tileCount();
     m_tiles.assign(tileCount, {});
@@ -21,18 +59,66 @@ void TilePartIndex::build(ByteSource& source, uint64_t firstSot, uint64_t end, c
     for (uint32_t t = 0; t < tileCount; ++t) m_expected[t] = header.tileHasSamples(t);
     m_damage.clear();
     m_sequence = 0;
+    m_fromLengthIndex = false;
+}
+
+void TilePartIndex::build(ByteSource& source, uint64_t firstSot, uint64_t end, const CodestreamHeader& header)
+{
+    m_reads = 0;
+    HeaderReader reader(source, end, m_reads);
+    reset(header);
+    m_fromLengthIndex = !header.tileLengths.empty() && buildFromLengths(reader, firstSot, end, header.tileLengths);
+    if (!m_fromLengthIndex) {
+        reset(header);
+        walk(reader, firstSot, end);
+    }
+    if (const uint32_t missing = missingTiles())
+        noteDamage(std::to_string(missing) + " of " + std::to_string(header.tileCount()) + " tiles are missing");
+}
+
+// The lengths must account for the code-stream exactly (up to its end marker) and the first
+// tile-part must lie where they say; each tile-part's own header is checked when its bytes are
+// read for a decode.
+bool TilePartIndex::buildFromLengths(HeaderReader& reader, uint64_t firstSot, uint64_t end,
+                                     const std::vector<TileLength>& lengths)
+{
+    uint64_t pos = firstSot;
+    for (const TileLength& entry : lengths) {
+        if (entry.tile >= m_tiles.size() || entry.length < kMinTilePart || entry.length > end - std::min(end, pos))
+            return false;
+        std::vector<TilePart>& list = m_tiles[entry.tile];
+        if (list.size() > 255) return false;
+        TilePart part;
+        part.offset = pos;
+        part.length = part.psot = entry.length;
+        part.index = static_cast<uint8_t>(list.size());
+        part.sequence = m_sequence++;
+        list.push_back(part);
+        pos += entry.length;
+    }
+    if (end - pos != 0 && end - pos != 2) return false;  // only the end marker may follow
+    TilePart first;
+    uint16_t tile = 0;
+    reader.readAhead = false;
+    return readSot(reader, firstSot, end, first, tile) == SotRead::TilePart && tile == lengths.front().tile &&
+           (first.psot == 0 || first.psot == lengths.front().length);
+}
+
+void TilePartIndex::walk(HeaderReader& reader, uint64_t firstSot, uint64_t end)
+{
     TilePart* previous = nullptr;
     uint64_t pos = firstSot;
+    reader.readAhead = true;
     while (end - std::min(end, pos) >= 2) {
         TilePart part;
         uint16_t tile = 0;
-        const SotRead read = readSot(source, pos, end, part, tile);
+        const SotRead read = readSot(reader, pos, end, part, tile);
         if (read == SotRead::End) break;
         if (read == SotRead::Invalid) {
             noteDamage("there is no tile-part header at byte " + std::to_string(pos));
             // A wrong length either overshoots the next tile-part (look inside the previous
             // one) or the header at `pos` itself is damaged (look after it).
-            const uint64_t next = resynchronise(source, previous ? previous->offset + kSotBytes : pos + 1, end);
+            const uint64_t next = resynchronise(reader, previous ? previous->offset + kSotBytes : pos + 1, end);
             if (next >= end) break;
             if (previous && next < pos) previous->length = static_cast<uint32_t>(next - previous->offset);
             if (next == pos) break;  // cannot happen, but never go round in circles
@@ -46,20 +132,20 @@ void TilePartIndex::build(ByteSource& source, uint64_t firstSot, uint64_t end, c
             noteDamage("the code-stream is cut short in tile " + std::to_string(tile));
             break;
         }
+        reader.readAhead = part.length <= kWindow / 4;
         pos += part.length;
     }
-    if (const uint32_t missing = missingTiles())
-        noteDamage(std::to_string(missing) + " of " + std::to_string(tileCount) + " tiles are missing");
 }
 
-TilePartIndex::SotRead TilePartIndex::readSot(ByteSource& source, uint64_t offset, uint64_t end, TilePart& part,
+TilePartIndex::SotRead TilePartIndex::readSot(HeaderReader& reader, uint64_t offset, uint64_t end, TilePart& part,
                                               uint16_t& tile)
 {
-    uint8_t b[kSotBytes];
-    const size_t want = static_cast<size_t>(std::min<uint64_t>(kSotBytes, end - offset));
-    if (want < 2 || !source.readExact(offset, b, want)) return SotRead::Invalid;
+    size_t got = 0;
+    const uint8_t* b =
+        reader.at(offset, static_cast<size_t>(std::min<uint64_t>(kSotBytes, end - offset)), &got, reader.readAhead);
+    if (!b || got < 2) return SotRead::Invalid;
     if (ByteCursor::peek16(b) == CodestreamHeader::EOC) return SotRead::End;
-    if (want < kSotBytes) return SotRead::Invalid;
+    if (got < kSotBytes) return SotRead::Invalid;
     ByteCursor c(b, kSotBytes);
     if (c.u16() != CodestreamHeader::SOT || c.u16() != 10) return SotRead::Invalid;
     tile = c.u16();
@@ -73,7 +159,8 @@ TilePartIndex::SotRead TilePartIndex::readSot(ByteSource& source, uint64_t offse
     const uint64_t available = end - offset;
     if (psot == 0) {  // the last tile-part runs to the end of the code-stream
         uint64_t length = available;
-        if (length >= kMinTilePart + 2 && isEndOfCodestream(source, end - 2, end)) length -= 2;
+        const uint8_t* last = length >= kMinTilePart + 2 ? reader.at(end - 2, 2, &got, false) : nullptr;
+        if (last && got == 2 && ByteCursor::peek16(last) == CodestreamHeader::EOC) length -= 2;
         part.length = static_cast<uint32_t>(std::min<uint64_t>(length, UINT32_MAX));
         part.truncated = length > UINT32_MAX;
     } else if (psot > available) {
@@ -85,28 +172,23 @@ TilePartIndex::SotRead TilePartIndex::readSot(ByteSource& source, uint64_t offse
     return SotRead::TilePart;
 }
 
-uint64_t TilePartIndex::resynchronise(ByteSource& source, uint64_t from, uint64_t end)
+uint64_t TilePartIndex::resynchronise(HeaderReader& reader, uint64_t from, uint64_t end)
 {
     std::vector<uint8_t> chunk(kScanChunk);
     for (uint64_t at = from; at + 1 < end;) {
         const size_t want = static_cast<size_t>(std::min<uint64_t>(kScanChunk, end - at));
-        const int64_t got = source.readAt(at, chunk.data(), want);
+        ++m_reads;
+        const int64_t got = reader.source().readAt(at, chunk.data(), want);
         if (got < 2) return end;
         for (int64_t i = 0; i + 1 < got; ++i) {
             if (chunk[i] != 0xFF || chunk[i + 1] != 0x90) continue;
             TilePart probe;
             uint16_t tile = 0;
-            if (readSot(source, at + i, end, probe, tile) == SotRead::TilePart) return at + i;
+            if (readSot(reader, at + i, end, probe, tile) == SotRead::TilePart) return at + i;
         }
         at += static_cast<uint64_t>(got - 1);  // a marker may straddle two chunks
     }
     return end;
-}
-
-bool TilePartIndex::isEndOfCodestream(ByteSource& source, uint64_t offset, uint64_t end)
-{
-    uint8_t b[2];
-    return end - offset >= 2 && source.readExact(offset, b, 2) && ByteCursor::peek16(b) == CodestreamHeader::EOC;
 }
 
 void TilePartIndex::noteDamage(const std::string& what)

@@ -1,6 +1,7 @@
 // Where every tile's data lies in the code-stream. OpenJPEG finds a tile by walking every
-// tile-part header before it; we walk them once when the image is opened and then hand the
-// decoder only the bytes of the tile it needs.
+// tile-part header before it; we index them once when the image is opened (from the
+// code-stream's own length index, TLM, when it has a sound one; else by walking the headers,
+// many per read) and then hand the decoder only the bytes of the tile it needs.
 #pragma once
 
 #include <cstdint>
@@ -17,17 +18,23 @@ struct TilePart {
     uint64_t offset = 0;     ///< of its SOT marker in the byte source
     uint32_t length = 0;     ///< bytes available, SOT marker included
     uint32_t psot = 0;       ///< the length its header claims (0: to the end of the code-stream)
-    uint8_t index = 0;       ///< TPsot
-    uint8_t count = 0;       ///< TNsot, 0 when the encoder did not say
+    uint8_t index = 0;       ///< TPsot (from a length index: its position among the tile's parts)
+    uint8_t count = 0;       ///< TNsot, 0 when the encoder did not say (or the header was not read)
     uint32_t sequence = 0;   ///< position among all tile-parts of the code-stream
     bool truncated = false;  ///< the file ends before the tile-part does
 };
 
 class TilePartIndex {
 public:
-    /// Walks the tile-parts of the code-stream lying at [firstSot, end) of `source`. Never
-    /// fails: damage is noted (damage()) and the walk keeps what it could find.
+    /// Indexes the tile-parts of the code-stream lying at [firstSot, end) of `source`: from the
+    /// header's tile-part lengths when they add up to the code-stream, else by walking the
+    /// tile-part headers. Never fails: damage is noted (damage()) and the walk keeps what it
+    /// could find.
     void build(ByteSource& source, uint64_t firstSot, uint64_t end, const CodestreamHeader& header);
+    /// Whether the index came from the code-stream's length index rather than a walk.
+    bool fromLengthIndex() const { return m_fromLengthIndex; }
+    /// How many reads of the source building the index took.
+    uint32_t reads() const { return m_reads; }
 
     const std::vector<TilePart>& parts(uint32_t tile) const { return m_tiles[tile]; }
     uint32_t tileCount() const { return static_cast<uint32_t>(m_tiles.size()); }
@@ -41,17 +48,23 @@ public:
     const std::string& damage() const { return m_damage; }
 
 private:
+    class HeaderReader;
     enum class SotRead { TilePart, End, Invalid };
-    SotRead readSot(ByteSource& source, uint64_t offset, uint64_t end, TilePart& part, uint16_t& tile);
+    void reset(const CodestreamHeader& header);
+    bool buildFromLengths(HeaderReader& reader, uint64_t firstSot, uint64_t end,
+                          const std::vector<TileLength>& lengths);
+    void walk(HeaderReader& reader, uint64_t firstSot, uint64_t end);
+    SotRead readSot(HeaderReader& reader, uint64_t offset, uint64_t end, TilePart& part, uint16_t& tile);
     /// Offset of the next plausible SOT marker at or after `from`, or `end` when there is none.
-    uint64_t resynchronise(ByteSource& source, uint64_t from, uint64_t end);
-    bool isEndOfCodestream(ByteSource& source, uint64_t offset, uint64_t end);
+    uint64_t resynchronise(HeaderReader& reader, uint64_t from, uint64_t end);
     void noteDamage(const std::string& what);
 
     std::vector<std::vector<TilePart>> m_tiles;
     std::vector<bool> m_expected;  ///< the tile has samples, so it must have data
     std::string m_damage;
     uint32_t m_sequence = 0;
+    uint32_t m_reads = 0;
+    bool m_fromLengthIndex = false;
 };
 
 }  // namespace Engine

@@ -21,7 +21,7 @@ ViewGeometry FrameComposer::geometry(const ViewSnapshot& v) const
 
 uint32_t FrameComposer::targetLevel(const ViewSnapshot& view) const
 {
-    const bool nearest = view.optimizeNearest && view.resample == PLK_RESAMPLE_NEAREST;
+    const bool nearest = view.settings.optimizeNearest && view.resample == PLK_RESAMPLE_NEAREST;
     return geometry(view).chooseLevel(m_image.decoder().levels(), nearest);
 }
 
@@ -47,6 +47,19 @@ uint32_t FrameComposer::countBlocks(const ViewSnapshot& view, uint32_t level, ui
     return BlockFetcher::countBlocks(request, m_cache, available);
 }
 
+void FrameComposer::announce(const ViewSnapshot& view, uint32_t level) const
+{
+    AxisSamples columns, rows;
+    BlockFetcher::Request request;
+    request.image = m_image.id();
+    request.decoder = &m_image.decoder();
+    request.source = m_image.source();
+    request.level = level;
+    request.layers = view.layers;
+    request.window = windowAt(view, level, &columns, &rows);
+    BlockFetcher::announce(request, m_cache);
+}
+
 CError FrameComposer::compose(const ViewSnapshot& view, uint32_t level,
                               const std::shared_ptr<std::atomic<bool>>& cancel,
                               const std::function<void(uint32_t)>& onBlocksReady, Frame& out) const
@@ -59,7 +72,8 @@ CError FrameComposer::compose(const ViewSnapshot& view, uint32_t level,
     request.level = level;
     request.layers = view.layers;
     request.window = windowAt(view, level, &columns, &rows);
-    request.resilient = view.resilient;
+    request.resilient = view.settings.resilient;
+    request.source = m_image.source();
     request.cancel = cancel;
     request.onBlocksReady = onBlocksReady;
 

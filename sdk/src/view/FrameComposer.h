@@ -24,6 +24,9 @@ public:
     uint32_t targetLevel(const ViewSnapshot& view) const;
     /// Blocks the view needs at `level`, and how many of them are decoded already.
     uint32_t countBlocks(const ViewSnapshot& view, uint32_t level, uint32_t* available) const;
+    /// Tells a stream which bytes a frame at `level` will need, so that it can fetch them while
+    /// coarser frames are made.
+    void announce(const ViewSnapshot& view, uint32_t level) const;
     /// Makes the frame. Returns PLK_ERROR_CANCELLED when `cancel` is raised meanwhile; a tile
     /// that failed to decode leaves its pixels black and its error is returned with the frame.
     CError compose(const ViewSnapshot& view, uint32_t level, const std::shared_ptr<std::atomic<bool>>& cancel,

@@ -22,11 +22,6 @@ constexpr uint64_t kMaxViewPixels = 64ull << 20;
 // How many levels coarser than its own a progressive view starts with.
 constexpr uint32_t kCoarsePasses = 3;
 
-SDK::CConfig& config()
-{
-    return SDK::CFileBase::sFilesHelper().Get()->m_Config;
-}
-
 int64_t nowMs()
 {
     using namespace std::chrono;
@@ -52,11 +47,11 @@ ViewEngine::~ViewEngine()
     close(false);
 }
 
-CError ViewEngine::open(const std::string& name, bool progressive, bool headerOnly)
+CError ViewEngine::open(const std::string& name, bool progressive, bool headerOnly, const OpenSettings& settings)
 {
     close(false);
     CError error;
-    auto image = ImageRegistry::shared().acquire(name, OpenSettings::capture(config()), error);
+    auto image = ImageRegistry::shared().acquire(name, settings, error);
     if (!image) return error;
     m_image = image;
     m_file.reset(new SDK::CFileBase(image));
@@ -104,7 +99,7 @@ CError ViewEngine::close(bool freeCache)
 }
 
 CError ViewEngine::setView(const std::vector<uint32_t>& bands, int width, int height, double x1, double y1, double x2,
-                           double y2)
+                           double y2, const ViewSettings& settings)
 {
     if (!m_image) return CError(PLK_ERROR_NO_FILE_OPEN, "No image is open in this view.");
     if (m_headerOnly) return CError(PLK_ERROR_INVALID_ARGUMENT, "This view was opened for its metadata only.");
@@ -138,6 +133,7 @@ CError ViewEngine::setView(const std::vector<uint32_t>& bands, int width, int he
         m_view.y1 = y1;
         m_view.x2 = x2;
         m_view.y2 = y2;
+        m_view.settings = settings;
         m_viewSet = true;
         generation = m_view.generation;
     }
@@ -190,11 +186,9 @@ ViewSnapshot ViewEngine::snapshot() const
     std::lock_guard<std::mutex> lock(m_mutex);
     ViewSnapshot s = m_view;
     s.resample = m_parameters.GetResampleMethod();
-    s.dither = m_parameters.GetReaderDitherEnabled() || config().GetTextureDitherEnabled();
+    s.dither = m_parameters.GetReaderDitherEnabled() || s.settings.textureDither;
     s.autoscaleOpacity = m_parameters.GetAutoscaleOpacitybandUpEnabled();
     s.layers = static_cast<uint32_t>(m_jp2Parameters.GetLayersToDecode());
-    s.resilient = config().GetResilientDecodingEnabled();
-    s.optimizeNearest = config().GetOptimizeUseNearestNeighbour();
     s.transforms = m_transforms;
     return s;
 }
@@ -238,6 +232,7 @@ void ViewEngine::runPasses(uint64_t generation)
     // Everything decoded already (a pan over seen ground): the final picture is cheap, go
     // straight to it. Otherwise a coarse picture first, then sharper ones.
     uint32_t level = complete ? target : std::min(levels - 1, target + kCoarsePasses);
+    if (level != target) composer.announce(view, target);
     for (;; --level) {
         if (level == target) m_blocksAvailable = 0;
         auto onBlocks = [this, level, target](uint32_t n) {
@@ -249,7 +244,7 @@ void ViewEngine::runPasses(uint64_t generation)
         if (error) CLog::Log("view", LOG_ERROR, "%s", error.GetErrorText());
         if (error && m_image->source()->fault()) return;  // a picture with holes is no picture
         const bool last = level == target;
-        const unsigned refreshMs = config().GetRefreshTimeMS();
+        const unsigned refreshMs = view.settings.refreshTimeMs;
         CLog::Log("view", LOG_DEBUG, "pass at level %u of %u ready (%u of %u blocks)", level, target,
                   m_blocksAvailable.load(), m_blocksInView.load());
         if (last || refreshMs == 0 || nowMs() - m_lastDeliveryMs.load() >= refreshMs) {

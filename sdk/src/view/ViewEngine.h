@@ -29,7 +29,7 @@ public:
     explicit ViewEngine(CView& owner);
     ~ViewEngine();
 
-    CError open(const std::string& name, bool progressive, bool headerOnly);
+    CError open(const std::string& name, bool progressive, bool headerOnly, const OpenSettings& settings);
     CError close(bool freeCache);
     bool isOpen() const { return m_image != nullptr; }
     const std::shared_ptr<OpenImage>& image() const { return m_image; }
@@ -37,7 +37,7 @@ public:
     const std::string& name() const { return m_name; }
 
     CError setView(const std::vector<uint32_t>& bands, int width, int height, double x1, double y1, double x2,
-                   double y2);
+                   double y2, const ViewSettings& settings);
     PLKSetViewInfo setViewInfo() const;
     bool isViewSet() const;
     bool isProgressive() const { return m_progressive; }

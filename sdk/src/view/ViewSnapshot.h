@@ -7,6 +7,7 @@
 
 #include "CMinMaxTransform.h"
 #include "PLKTypes.h"
+#include "view/ViewSettings.h"
 
 namespace PLK {
 namespace Engine {
@@ -23,11 +24,10 @@ struct ViewSnapshot {
     uint32_t height = 0;
     double x1 = 0, y1 = 0, x2 = 0, y2 = 0;  ///< world top-left and bottom-right
     PLKResampleMethod resample = PLK_RESAMPLE_NEAREST;
-    bool dither = false;
+    bool dither = false;  ///< the view's own dither switch or the configuration's
     bool autoscaleOpacity = false;
-    uint32_t layers = 0;  ///< 0 = all quality layers
-    bool resilient = true;
-    bool optimizeNearest = true;
+    uint32_t layers = 0;                    ///< 0 = all quality layers
+    ViewSettings settings;                  ///< as configured when the view was set
     std::vector<BandTransform> transforms;  ///< one per band of the image
 
     /// Whether a frame made for `o` shows the same pixels as one made for this.

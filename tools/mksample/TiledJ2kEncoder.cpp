@@ -96,6 +96,10 @@ void TiledJ2kEncoder::configure(Session& s) const
     std::string comment = m_coding.comment;
     p.cp_comment = comment.empty() ? nullptr : &comment[0];
     if (!opj_setup_encoder(s.codec, &p, s.image)) s.fail("cannot set up the JPEG 2000 encoder");
+    // TLM says where every tile-part lies and PLT how long every packet is, so a reader over
+    // a network finds the bytes of a tile's coarse resolutions without reading the rest.
+    const char* const markers[] = {"TLM=YES", "PLT=YES", nullptr};
+    if (!opj_encoder_set_extra_options(s.codec, markers)) s.fail("cannot ask for TLM and PLT markers");
     if (m_coding.threads > 1) opj_codec_set_threads(s.codec, m_coding.threads);
 }
 

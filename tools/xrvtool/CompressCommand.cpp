@@ -12,6 +12,7 @@
 #include <gdal_priv.h>
 #include <ogr_spatialref.h>
 
+#include "CompressJp2.h"
 #include "georef/CrsDescriber.h"
 #include "georef/GeoTransformConverter.h"
 #include "xrv/HtBlockCodec.h"
@@ -333,10 +334,18 @@ void showProgress(uint32_t done, uint32_t total, double seconds)
 
 int runCompress(const QStringList& args)
 {
+    QStringList names;  // the arguments that are not options or option values
+    for (int i = 0; i < args.size(); ++i) {
+        if (!args[i].startsWith("--"))
+            names << args[i];
+        else if (args[i] != "--lossless")
+            ++i;
+    }
+    if (names.size() == 2 && names[1].endsWith(".jp2", Qt::CaseInsensitive)) return runCompressJp2(args);
     Options o;
     std::string error;
     if (!parse(args, o, error)) return fail(error);
-    if (!o.output.endsWith(".xrv", Qt::CaseInsensitive)) return fail("the output name must end in .xrv");
+    if (!o.output.endsWith(".xrv", Qt::CaseInsensitive)) return fail("the output name must end in .xrv or .jp2");
     GDALAllRegister();
     CPLPushErrorHandler(CPLQuietErrorHandler);
     GDALDatasetUniquePtr ds(GDALDataset::Open(o.input.toUtf8().constData(), GDAL_OF_RASTER | GDAL_OF_READONLY));

@@ -1,8 +1,10 @@
 #include "jp2/Jp2RegionDecoder.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 #include "jp2/Jp2Messages.h"
 #include "jp2/TileCodestream.h"
@@ -192,7 +194,13 @@ CError Jp2RegionDecoder::runDecoder(uint32_t tile, uint32_t level, uint32_t laye
     request.area = area;
     request.wholeImage = request.area.x0 == whole.x0 && request.area.y0 == whole.y0 && request.area.x1 == whole.x1 &&
                          request.area.y1 == whole.y1;
+    // Cores that no other tile decode is using go to this one.
+    static std::atomic<unsigned> inFlight{0};
+    static const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+    const unsigned others = inFlight++;
+    request.threads = others + 1 < cores ? cores - others : 1;
     const CError error = OpjCodestreamDecoder::decode(codestream, request, image);
+    --inFlight;
     if (!error || request.wholeImage) return error;
     // Skipping the precincts outside a window is OpenJPEG 2.5.0's less travelled path (its own
     // windowed decode of the whole conformance file p1_05 fails); try the whole tile before

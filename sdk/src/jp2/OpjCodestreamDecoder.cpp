@@ -120,9 +120,10 @@ CError OpjCodestreamDecoder::decode(const std::vector<uint8_t>& codestream, cons
     // (opj_decompress -allow-partial shows it under valgrind). Resilient decodes get their
     // leniency from the code-stream they are handed instead (see TileCodestream).
     opj_decoder_set_strict_mode(codec.get(), OPJ_TRUE);
-    // Parallelism comes from decoding several tiles at once, not from splitting one. Zero
-    // keeps the decode in the calling thread; one would start a worker thread per decode.
-    opj_codec_set_threads(codec.get(), 0);
+    // Parallelism comes mostly from decoding several tiles at once; a view that touches fewer
+    // tiles than there are cores also splits a tile's code-blocks over OpenJPEG's own threads.
+    // Zero keeps the decode in the calling thread; one would start a worker thread per decode.
+    opj_codec_set_threads(codec.get(), request.threads > 1 ? static_cast<int>(request.threads) : 0);
 
     opj_image_t* raw = nullptr;
     if (!opj_read_header(stream.get(), codec.get(), &raw)) {

@@ -27,6 +27,7 @@ public:
         uint32_t layers = 0;     ///< quality layers to use, 0 = all
         GridRect area;           ///< full-resolution reference grid
         bool wholeImage = true;  ///< `area` is the whole image: no window needed
+        uint32_t threads = 0;    ///< OpenJPEG's own threads for this decode; 0 or 1 = none
     };
 
     /// Decodes `codestream`. On failure the error's text is OpenJPEG's own account.

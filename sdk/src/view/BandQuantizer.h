@@ -26,6 +26,9 @@ public:
         return static_cast<uint8_t>(v + 0.5f);
     }
 
+    /// operator() over a row: `values[i]` is the cell of pixel (i, y).
+    void quantizeRow(const float* values, uint32_t y, uint32_t count, uint8_t* out) const;
+
 private:
     float transformed(float value) const;
 

@@ -5,6 +5,7 @@
 #include "cache/BlockFetcher.h"
 #include "color/ColourConverter.h"
 #include "view/BandQuantizer.h"
+#include "view/RowResampler.h"
 
 namespace PLK {
 namespace Engine {
@@ -103,6 +104,11 @@ void FrameComposer::resample(const ViewSnapshot& view, const RegionBuffer& cells
     // brought to sRGB; a conversion may read bands beyond the view's, sampled after them.
     ColourConverter colour(d, view.bands);
     for (uint32_t b : colour.extraBands()) planes.push_back(cells.plane(b));
+    if (!colour.active()) {
+        // The common case: every cell decoded, colours as stored. Row by row, vectorised.
+        RowResampler(planes, stride, window, columns, rows, bilinear).run(quantizers, out);
+        return;
+    }
     float values[8];
     for (uint32_t y = 0; y < out.height; ++y) {
         if (rows.nearest[y] < 0) continue;

@@ -1,0 +1,50 @@
+// The per-pixel work of a picture done a row at a time, band by band, in loops without
+// branches per pixel that the compiler turns into vector code: sampling cells (nearest or
+// bilinear), bringing them to 8 bits, and packing pixels as blue, green, red, alpha.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "image/LevelRect.h"
+#include "view/BandQuantizer.h"
+#include "view/Frame.h"
+#include "view/ViewGeometry.h"
+
+namespace PLK {
+namespace Engine {
+
+class RowResampler {
+public:
+    /// `planes[b]` holds the cells of `window` (row stride `stride`) for the view's band b,
+    /// which `quantizers[b]` brings to 8 bits.
+    RowResampler(const std::vector<const int32_t*>& planes, int64_t stride, const LevelRect& window,
+                 const AxisSamples& columns, const AxisSamples& rows, bool bilinear);
+
+    /// Fills every row of `out` (its planes and coverage) through `quantizers`.
+    void run(const std::vector<BandQuantizer>& quantizers, Frame& out);
+
+    /// One row of BGRA pixels from 8-bit planes; `alpha` may be null (opaque), `green` and
+    /// `blue` equal `red` for grey pictures. Pixels whose coverage is 0 are all zeros.
+    static void packBGRA(const uint8_t* red, const uint8_t* green, const uint8_t* blue, const uint8_t* alpha,
+                         const uint8_t* coverage, uint32_t width, uint8_t* out);
+
+private:
+    void sampleRow(const int32_t* plane, uint32_t y, float* values) const;
+
+    const std::vector<const int32_t*>& m_planes;
+    int64_t m_stride;
+    const AxisSamples& m_columns;
+    const AxisSamples& m_rows;
+    bool m_bilinear;
+    // Per output column, relative to the window: the nearest cell, the bilinear pair's first
+    // and second cells (equal where the weight is 0) and the weight. Columns off the image
+    // point at cell 0 and are left uncovered.
+    std::vector<int32_t> m_near, m_left, m_right;
+    std::vector<float> m_weight;
+    std::vector<uint8_t> m_cover;
+    int64_t m_y0;
+};
+
+}  // namespace Engine
+}  // namespace PLK

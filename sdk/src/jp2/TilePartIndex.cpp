@@ -72,6 +72,7 @@ void TilePartIndex::build(ByteSource& source, uint64_t firstSot, uint64_t end, c
         reset(header);
         walk(reader, firstSot, end);
     }
+    settle();
     if (const uint32_t missing = missingTiles())
         noteDamage(std::to_string(missing) + " of " + std::to_string(header.tileCount()) + " tiles are missing");
 }
@@ -153,7 +154,6 @@ TilePartIndex::SotRead TilePartIndex::readSot(HeaderReader& reader, uint64_t off
     part.index = c.u8();
     part.count = c.u8();
     if (tile >= m_tiles.size() || (psot != 0 && psot < kMinTilePart)) return SotRead::Invalid;
-    if (part.count != 0 && part.index >= part.count) return SotRead::Invalid;
     part.offset = offset;
     part.psot = psot;
     const uint64_t available = end - offset;
@@ -191,6 +191,20 @@ uint64_t TilePartIndex::resynchronise(HeaderReader& reader, uint64_t from, uint6
     return end;
 }
 
+// Encoders slip: some announce one tile-part fewer than they write, some write a tile's parts
+// out of order. The tile-parts the file holds are what counts: each tile's parts are put in
+// the order of their indices, and an announced count below the parts found gives way to them.
+void TilePartIndex::settle()
+{
+    for (std::vector<TilePart>& list : m_tiles) {
+        std::stable_sort(list.begin(), list.end(),
+                         [](const TilePart& a, const TilePart& b) { return a.index < b.index; });
+        const uint8_t found = static_cast<uint8_t>(std::min<size_t>(list.size(), 255));
+        for (TilePart& part : list)
+            if (part.count != 0 && part.count < found) part.count = found;
+    }
+}
+
 void TilePartIndex::noteDamage(const std::string& what)
 {
     if (m_damage.empty()) m_damage = what;
@@ -200,7 +214,7 @@ bool TilePartIndex::complete(uint32_t tile) const
 {
     const std::vector<TilePart>& list = m_tiles[tile];
     if (list.empty()) return false;
-    if (list.back().truncated) return false;
+    if (std::any_of(list.begin(), list.end(), [](const TilePart& p) { return p.truncated; })) return false;
     const uint8_t announced = list.front().count;
     return announced == 0 || list.size() >= announced;
 }

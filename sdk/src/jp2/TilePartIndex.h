@@ -57,6 +57,8 @@ private:
     SotRead readSot(HeaderReader& reader, uint64_t offset, uint64_t end, TilePart& part, uint16_t& tile);
     /// Offset of the next plausible SOT marker at or after `from`, or `end` when there is none.
     uint64_t resynchronise(HeaderReader& reader, uint64_t from, uint64_t end);
+    /// Puts each tile's parts in index order and lets the parts found outweigh a lower count.
+    void settle();
     void noteDamage(const std::string& what);
 
     std::vector<std::vector<TilePart>> m_tiles;

@@ -347,6 +347,9 @@ int runCompress(const QStringList& args)
     if (!parse(args, o, error)) return fail(error);
     if (!o.output.endsWith(".xrv", Qt::CaseInsensitive)) return fail("the output name must end in .xrv or .jp2");
     GDALAllRegister();
+    // Strips are read once, top to bottom: GDAL's block cache need not hold more than a strip
+    // of the input, and memory stays bounded whatever the image size.
+    CPLSetConfigOption("GDAL_CACHEMAX", "64");
     CPLPushErrorHandler(CPLQuietErrorHandler);
     GDALDatasetUniquePtr ds(GDALDataset::Open(o.input.toUtf8().constData(), GDAL_OF_RASTER | GDAL_OF_READONLY));
     CPLPopErrorHandler();

@@ -91,7 +91,9 @@ void HistogramChart::paintEvent(QPaintEvent*)
     painter.setPen(palette().color(QPalette::Text));
     const HistogramT<quint64>& first = m_histograms.first();
     const QRect axis(plot.left(), plot.bottom() + 2, plot.width(), metrics.height());
-    painter.drawText(axis, Qt::AlignLeft, QString::number(first.minValue));
-    painter.drawText(axis, Qt::AlignRight, QString::number(first.maxValue));
-    painter.drawText(axis, Qt::AlignHCenter, tr("%1 buckets, highest count %2").arg(first.bucketCount).arg(top));
+    // Buckets are cell values from 0; the band's own range is told in the middle.
+    painter.drawText(axis, Qt::AlignLeft, QStringLiteral("0"));
+    painter.drawText(axis, Qt::AlignRight, QString::number(first.bucketCount - 1));
+    painter.drawText(axis, Qt::AlignHCenter,
+                     tr("values %1 to %2, highest count %3").arg(first.minValue).arg(first.maxValue).arg(top));
 }

@@ -15,7 +15,7 @@ public:
     void setHistograms(const QVector<Korvane::Map::HistogramT<quint64>>& histograms);
     int bandCount() const { return m_histograms.size(); }
     QSize sizeHint() const override { return QSize(480, 200); }
-    QSize minimumSizeHint() const override { return QSize(200, 120); }
+    QSize minimumSizeHint() const override { return QSize(240, 180); }
 
     // The largest count of the buckets that fall into each of the columns.
     static QVector<quint64> columns(const Korvane::Map::HistogramT<quint64>& histogram, int columnCount);

@@ -40,7 +40,7 @@ LayerInfoDialog::LayerInfoDialog(const Korvane::PluginManager* plugins, QWidget*
     connect(buttons, &QDialogButtonBox::accepted, this, &LayerInfoDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &LayerInfoDialog::reject);
     addPage(new LayerSummaryPage(plugins));
-    resize(640, 520);
+    resize(720, 700);
 }
 
 void LayerInfoDialog::addPage(QWidget* page, const QString& layerClass)

@@ -1,14 +1,12 @@
 // The built-in image layer: world files place the picture (the numbers name the centre of
 // the top-left cell), pixel units without one, clear errors for bad files, and a map view
-// shows the picture where the world file puts it. Projects keep layers through writeXML and
-// readXML.
+// shows the picture where the world file puts it.
 #include "HostTestSupport.h"
 
 #include "QDGui/ImageLayer.h"
 #include "QDGui/MapView.h"
 
 #include <QtGui/QImageWriter>
-#include <QtXml/QDomDocument>
 
 using Korvane::ImageLayer;
 
@@ -27,8 +25,6 @@ private slots:
         const QRectF northUpBounds(500000, 5300000, 80, -60);
         QTest::newRow("pgw") << "a.png"
                              << "a.pgw" << northUp << northUpBounds;
-        QTest::newRow("pngw") << "a.png"
-                              << "a.pngw" << northUp << northUpBounds;
         QTest::newRow("wld") << "a.png"
                              << "a.wld" << northUp << northUpBounds;
         QTest::newRow("upper-case extension") << "a.png"
@@ -37,8 +33,6 @@ private slots:
                                            << "b.tfw" << northUp << northUpBounds;
         QTest::newRow("jgw beside a jpeg") << "c.jpg"
                                            << "c.jgw" << northUp << northUpBounds;
-        QTest::newRow("dotted name") << "d.v2.png"
-                                     << "d.v2.pgw" << northUp << northUpBounds;
         QTest::newRow("blank lines and spacing") << "a.png"
                                                  << "a.pgw"
                                                  << "  0.5\n\n0\n0\n-0.25\n 100.25 \n 49.875\n"
@@ -137,39 +131,6 @@ private slots:
         QCOMPARE(HostTest::maxChannelDifference(shown, source.scaled(160, 120)), 0);
         // World (500100, 5299900) is the top-left corner of cell (10, 10).
         QCOMPARE(view.toDevice(QPointF(500100, 5299900)), QPointF(40, 40));
-    }
-
-    void projectRoundTrip()
-    {
-        QTemporaryDir dir;
-        QVERIFY(HostTest::patternImage(QSize(8, 6)).save(dir.filePath("a.png")));
-        ImageLayer original;
-        QVERIFY(original.setDataSource(dir.filePath("a.png")));
-        original.setVisible(false);
-        original.setComments("survey 2019");
-        original.setDescription("Base map");
-
-        QDomDocument document;
-        QDomElement element = document.createElement("layer");
-        document.appendChild(element);
-        QVERIFY(original.writeXML(element, document));
-        // Stored relative to the project, as a moved project folder would have it.
-        element.firstChildElement("datasource").firstChild().setNodeValue("a.png");
-
-        ImageLayer restored;
-        QDir projectDir(dir.path());
-        QString error;
-        QVERIFY2(restored.readXML(element, projectDir, &error), qPrintable(error));
-        QCOMPARE(restored.getDataSource(), dir.filePath("a.png"));
-        QCOMPARE(restored.isVisible(), false);
-        QCOMPARE(restored.getUid(), original.getUid());
-        QCOMPARE(restored.getComments(), QStringLiteral("survey 2019"));
-        QCOMPARE(restored.getDescription(), QStringLiteral("Base map"));
-
-        element.firstChildElement("datasource").firstChild().setNodeValue("gone.png");
-        ImageLayer broken;
-        QVERIFY(!broken.readXML(element, projectDir, &error));
-        QVERIFY2(error.contains("gone.png") && error.contains("does not exist"), qPrintable(error));
     }
 };
 

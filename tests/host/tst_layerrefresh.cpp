@@ -18,24 +18,6 @@ class TestLayerRefresh : public QObject {
     Q_OBJECT
 
 private slots:
-    void signalArrivesOnTheGuiThread()
-    {
-        RecordingLayer layer(Bounds);
-        QThread* gui = QThread::currentThread();
-        QThread* seenOn = nullptr;
-        QRectF seenArea;
-        connect(&layer, &Layer::refreshRequested, this, [&](double x1, double y1, double x2, double y2) {
-            seenOn = QThread::currentThread();
-            seenArea = QRectF(QPointF(x1, y1), QPointF(x2, y2));
-        });
-        std::thread worker([&layer]() { layer.refresh(10, 20, 30, 5); });
-        worker.join();
-        QVERIFY(seenOn == nullptr);  // never delivered on the calling thread
-        QTRY_VERIFY(seenOn != nullptr);
-        QCOMPARE(seenOn, gui);
-        QCOMPARE(seenArea, QRectF(QPointF(10, 20), QPointF(30, 5)));
-    }
-
     void burstsFromManyThreadsArriveTogether()
     {
         RecordingLayer layer(Bounds);
@@ -87,22 +69,6 @@ private slots:
         QCOMPARE(paint.world.left(), double(paint.device.left()));
         QCOMPARE(paint.world.top(), 400.0 - paint.device.top());
         QCOMPARE(paint.world.height(), -double(paint.device.height()));
-    }
-
-    void wholeLayerRefreshRepaintsTheView()
-    {
-        MapView view;
-        view.resize(300, 200);
-        auto* layer = new RecordingLayer(Bounds);
-        view.addLayer(layer, -1);
-        view.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&view));
-        QTest::qWait(50);
-        layer->paints.clear();
-        std::thread worker([layer]() { layer->refresh(0, 0, 0, 0); });
-        worker.join();
-        QTRY_VERIFY(!layer->paints.isEmpty());
-        QCOMPARE(layer->paints.first().device, view.rect());
     }
 
     void deletedLayerIsNotDelivered()

@@ -150,30 +150,6 @@ private slots:
         QVERIFY(near((before.y() - last.y1) / (last.y2 - last.y1), cursor.y() / 300.0));
     }
 
-    void dragKeepsThePictureUnderTheCursor_data()
-    {
-        QTest::addColumn<QRectF>("bounds");
-        QTest::addColumn<QPointF>("from");
-        QTest::addColumn<QPointF>("to");
-        QTest::newRow("north-up") << NorthUpBounds << QPointF(20, 30) << QPointF(321.5, 250.25);
-        QTest::newRow("south-up") << SouthUpBounds << QPointF(390, 290) << QPointF(-40, 10);
-    }
-
-    void dragKeepsThePictureUnderTheCursor()
-    {
-        QFETCH(QRectF, bounds);
-        QFETCH(QPointF, from);
-        QFETCH(QPointF, to);
-        MapView view;
-        setUp(view, bounds, QSize(400, 300));
-        view.zoomAt(QPointF(100, 100), 3.0);  // not at the fitted scale
-        const QPointF grabbed = view.toWorld(from);
-        drag(&view, from, to);
-        const QPointF now = view.toDevice(grabbed);
-        QVERIFY(near(now.x(), to.x(), 1e-9));
-        QVERIFY(near(now.y(), to.y(), 1e-9));
-    }
-
     void interactionsAreBracketed()
     {
         MapView view;
@@ -215,35 +191,6 @@ private slots:
         QVERIFY(layer->paints.isEmpty());
         view.setLayerVisible(layer, true);
         QCOMPARE(layer->views.size(), 1);
-    }
-
-    void addLayerPositions_data()
-    {
-        QTest::addColumn<int>("position");
-        QTest::addColumn<int>("expectedIndex");
-        QTest::newRow("bottom") << 0 << 0;
-        QTest::newRow("between") << 1 << 1;
-        QTest::newRow("top by -1") << -1 << 2;
-        QTest::newRow("top by count") << 2 << 2;
-        QTest::newRow("past the end") << 99 << 2;
-    }
-
-    void addLayerPositions()
-    {
-        QFETCH(int, position);
-        QFETCH(int, expectedIndex);
-        MapView view;
-        auto* a = new RecordingLayer(NorthUpBounds);
-        auto* b = new RecordingLayer(NorthUpBounds);
-        QCOMPARE(view.addLayer(a, -1), 0);
-        QCOMPARE(view.addLayer(b, -1), 1);
-        QSignalSpy active(&view, &MapView::activeLayerChanged);
-        auto* c = new RecordingLayer(NorthUpBounds);
-        QCOMPARE(view.addLayer(c, position), expectedIndex);
-        QCOMPARE(view.layers().indexOf(c), expectedIndex);
-        QCOMPARE(c->parent(), &view);
-        QCOMPARE(view.activeLayer(), c);
-        QCOMPARE(active.size(), 1);
     }
 
     void activeLayerIsLetGoBeforeItIsDeleted_data()

@@ -65,24 +65,6 @@ private slots:
         QVERIFY(manager.errors().isEmpty());
     }
 
-    void filterPatterns_data()
-    {
-        QTest::addColumn<QString>("filter");
-        QTest::addColumn<QStringList>("patterns");
-        QTest::newRow("one group") << "Images (*.png *.tif)" << QStringList{"*.png", "*.tif"};
-        QTest::newRow("groups, odd spacing")
-            << "XRV Image (*.xrv);;XRVP / JPIP Url(*.url);;JPEG 2000 Image(*.jp2 *.j2k)"
-            << QStringList{"*.xrv", "*.url", "*.jp2", "*.j2k"};
-        QTest::newRow("no group") << "Anything" << QStringList{};
-    }
-
-    void filterPatterns()
-    {
-        QFETCH(QString, filter);
-        QFETCH(QStringList, patterns);
-        QCOMPARE(PluginManager::filterPatterns(filter), patterns);
-    }
-
     void openLayerChoosesByFilter()
     {
         QTemporaryDir dir;
@@ -132,20 +114,6 @@ private slots:
         QString error;
         QVERIFY(!manager.openLayer(source, &error));
         QVERIFY2(!error.isEmpty() && error.contains(errorPart), qPrintable(error));
-    }
-
-    void createLayerByClassName()
-    {
-        QTemporaryDir dir;
-        QFile::copy(HOST_TEST_PLUGIN, dir.filePath("libtestlayer.so"));
-        PluginManager manager;
-        manager.loadFolders({dir.path()});
-        std::unique_ptr<Korvane::Map::Layer> a(manager.createLayer("TestRasterLayer"));
-        std::unique_ptr<Korvane::Map::Layer> b(manager.createLayer("Korvane::ImageLayer"));
-        QVERIFY(a && b);
-        QCOMPARE(a->metaObject()->className(), "TestRasterLayer");
-        QCOMPARE(b->metaObject()->className(), "Korvane::ImageLayer");
-        QVERIFY(!manager.createLayer("Nobody::Makes"));
     }
 
     void disabledPluginIsSkipped()

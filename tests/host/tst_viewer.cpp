@@ -90,11 +90,8 @@ private slots:
         QTest::newRow("unknown kind") << QStringList{"--render", "OUT", "--size", "40x30", "a.xyz"}
                                       << "No layer plug-in reads files like a.xyz";
         QTest::newRow("no size") << QStringList{"--render", "OUT", "IN"} << "--size";
-        QTest::newRow("zero size") << QStringList{"--render", "OUT", "--size", "0x30", "IN"} << "--size";
         QTest::newRow("bad extent") << QStringList{"--render", "OUT", "--size", "40x30", "--extent", "1,2,3", "IN"}
                                     << "--extent";
-        QTest::newRow("two files") << QStringList{"--render", "OUT", "--size", "40x30", "a.png", "b.png"}
-                                   << "exactly one";
         QTest::newRow("unwritable output")
             << QStringList{"--render", "/nonexistent/dir/out.png", "--size", "40x30", "IN"} << "could not be written";
     }

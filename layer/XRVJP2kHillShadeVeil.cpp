@@ -11,13 +11,11 @@ Korvane::GeoImage XRVJP2kHillShadeVeil::make(const Korvane::GeoImage& picture, d
                            picture.format(), &clear);
     const double alpha = transparency * 255.0;
     const QRgb shade = (alpha >= 0.0 ? static_cast<QRgb>(static_cast<int>(alpha)) : 0u) << 24;
-    // The veil walks the 3 x 3 neighbourhood of every inner cell, but shades each one alike:
-    // the data values, the sun azimuth and the elevation do not change it. The frame of one
+    // The veil shades every inner cell alike: the data values, the sun azimuth and the
+    // elevation do not change it. The frame of one
     // pixel at the top and left and two at the bottom and right stays clear. Both are the
     // behaviour users know from earlier versions and are kept deliberately.
     for (int y = 1; y <= picture.height() - 3; ++y) {
-        const uchar* rows[3] = {picture.constScanLine(y - 1), picture.constScanLine(y), picture.constScanLine(y + 1)};
-        Q_UNUSED(rows);
         auto* line = reinterpret_cast<QRgb*>(veil.scanLine(y));
         for (int x = 1; x <= picture.width() - 3; ++x) line[x] = shade;
     }

@@ -9,6 +9,9 @@
 #include "QDGui/IRasterLayerHistogram.h"
 #include "QDGui/RasterLayer.h"
 
+#include "XRVJP2kRendererPair.h"
+#include "XRVJP2kViewRequest.h"
+
 #include "xrv60.h"
 
 #include <QtCore/QList>
@@ -171,7 +174,7 @@ public:
     QList<QString> getBandDescriptions();
 
 private:
-    bool calculateClippedCoords(int width, int height, double x1, double y1, double x2, double y2);
+    XRVJP2kRenderer* renderer() const { return renderers.main(); }
     void refreshWithUpdate();
     QVector<int> getDefaultBandList();
 
@@ -190,9 +193,6 @@ private:
     ImageSettings currentImageSettings();
     void carryImageSettings(const ImageSettings& kept);
     void applyFirstOpenSettings();
-    // Cancels, closes (letting the engine drop the file's cache when freeFileCache) and deletes.
-    void closeRenderer(XRVJP2kRenderer*& which, bool freeFileCache);
-    bool openBackingRenderer(const QString& source);
     void describeSource(const QString& source);
     void requestViewAgain();
     // True when the backing picture may show under the main one.
@@ -200,12 +200,8 @@ private:
     // The main renderer's view name as the engine holds it.
     QString viewName();
 
-    double lastViewX1;
-    double lastViewY1;
-    double lastViewX2;
-    double lastViewY2;
-    qint32 lastViewWidth = 0;
-    qint32 lastViewHeight = 0;
+    // The last view after clipping to the image and snapping to whole cells.
+    XRVJP2kViewRequest lastView;
     bool updating = false;
     bool freeCache = true;
     bool visible = true;
@@ -219,8 +215,7 @@ private:
     bool backingStore;
     ResampleType defaultResampleType;
     QVector<qint32> bandList;
-    XRVJP2kRenderer* renderer = nullptr;
-    XRVJP2kRenderer* backingRenderer = nullptr;
+    XRVJP2kRendererPair renderers;
     QString lastError;
     QString sizeGigaPixel;
     QString sizeOnDisk;

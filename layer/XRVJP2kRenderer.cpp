@@ -3,6 +3,7 @@
 #include "XRVJP2kHillShadeVeil.h"
 #include "XRVJP2kImageLock.h"
 #include "XRVJP2kLayer.h"
+#include "XRVJP2kSettings.h"
 #include "XRVJP2kToneTable.h"
 
 #include "QDGui/Application.h"
@@ -12,6 +13,7 @@
 #include <QtGui/QPainter>
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 #include <string>
 #include <vector>
@@ -23,6 +25,12 @@ namespace {
 double clampKeepingNaN(double value, double lowest, double highest)
 {
     return std::max(std::min(value, highest), lowest);
+}
+
+// Equal, or both NaN: a NaN setting must not make every paint work the picture again.
+bool sameSetting(double a, double b)
+{
+    return a == b || (std::isnan(a) && std::isnan(b));
 }
 
 bool isOpacityDescription(const char* description)
@@ -60,8 +68,7 @@ PLK::CError XRVJP2kRenderer::openFile(const QString& path, bool progressive)
         calculateMinMaxTransforms(100);
     } else {
         // Wider data cannot be shown without a stretch; the clip comes from the preferences.
-        const int clip =
-            Korvane::Application::settings()->value(QStringLiteral("XRVJP2kLayer/DefaultClipTransform"), 99).toInt();
+        const int clip = XRVJP2kSettings::DefaultClipTransform.in(*Korvane::Application::settings()).toInt();
         clipPercent = static_cast<quint8>(clip);
         calculateMinMaxTransforms(clipPercent);
     }
@@ -71,19 +78,19 @@ PLK::CError XRVJP2kRenderer::openFile(const QString& path, bool progressive)
 
 void XRVJP2kRenderer::setTransparency(double value)
 {
-    if (value == transparency) return;
+    if (value == transparency.load()) return;
     transparency = clampKeepingNaN(value, 0.0, 1.0);
 }
 
 void XRVJP2kRenderer::setContrast(double value)
 {
-    if (value == contrast) return;
+    if (value == contrast.load()) return;
     contrast = clampKeepingNaN(value, -2.0, 2.0);
 }
 
 void XRVJP2kRenderer::setBrightness(double value)
 {
-    if (value == brightness) return;
+    if (value == brightness.load()) return;
     brightness = clampKeepingNaN(value, -2.0, 2.0);
 }
 
@@ -91,7 +98,7 @@ void XRVJP2kRenderer::setAzumith(double value)
 {
     // Compared with the brightness, not the azimuth: the hill-shade panel has always relied
     // on this, so it is kept as it is.
-    if (value == brightness) return;
+    if (value == brightness.load()) return;
     azimuth = clampKeepingNaN(value, 0.0, 360.0);
 }
 
@@ -169,6 +176,7 @@ void XRVJP2kRenderer::clearImage()
     XRVJP2kImageLock lock(&imageMutex);
     delete currentImage;
     currentImage = nullptr;
+    shownImage.reset();
 }
 
 PLKReadStatus XRVJP2kRenderer::readView(int width, int height, double x1, double y1, double x2, double y2)
@@ -246,9 +254,13 @@ void XRVJP2kRenderer::freeLineBuffers()
 PLKReadStatus XRVJP2kRenderer::install(Korvane::GeoImage* picture, PLKReadStatus status)
 {
     if (cancelRequested.load()) return abandon(picture, status);
+    const Look look = currentLook();
+    std::unique_ptr<Korvane::GeoImage> shown = lookOf(*picture, look);
     XRVJP2kImageLock lock(&imageMutex);
     delete currentImage;
     currentImage = picture;
+    shownImage = std::move(shown);
+    shownLook = look;
     return status;
 }
 
@@ -269,8 +281,6 @@ PLKReadStatus XRVJP2kRenderer::RefreshUpdateEx(PLKSetViewInfo* pViewInfo)
                           pViewInfo->fBottomX, pViewInfo->fRightY);
         if (status != PLK_READ_OK) return status;
     }
-    blocksAvailable = GetAllBlocksAvailable();
-    blocksInView = GetAllBlocksInView();
     percentComplete = GetPercentComplete();
     ownerLayer->refresh(pViewInfo->fTopX, pViewInfo->fLeftY, pViewInfo->fBottomX, pViewInfo->fRightY);
     return status;
@@ -285,16 +295,37 @@ void XRVJP2kRenderer::paint(QPainter& painter, const QRectF& world, const QRect&
     }
     XRVJP2kImageLock lock(&imageMutex);
     if (!currentImage) return;
+    const Look look = currentLook();
+    if (!(look == shownLook)) {
+        // A setting changed since the picture was installed.
+        shownImage = lookOf(*currentImage, look);
+        shownLook = look;
+    }
     painter.save();
     painter.setRenderHint(QPainter::SmoothPixmapTransform, pixmapSmoothing);
-    painter.setOpacity(transparency);
-    if (contrast != 1.0 || brightness != 1.0)
-        drawPicture(painter, XRVJP2kToneTable(contrast, brightness).applied(*currentImage), world, device);
-    else if (!hillShade)
-        drawPicture(painter, *currentImage, world, device);
-    else
-        drawPicture(painter, XRVJP2kHillShadeVeil::make(*currentImage, transparency), world, device);
+    painter.setOpacity(look.transparency);
+    drawPicture(painter, shownImage ? *shownImage : *currentImage, world, device);
     painter.restore();
+}
+
+bool XRVJP2kRenderer::Look::operator==(const Look& other) const
+{
+    return sameSetting(contrast, other.contrast) && sameSetting(brightness, other.brightness) &&
+           sameSetting(transparency, other.transparency) && hillShade == other.hillShade;
+}
+
+XRVJP2kRenderer::Look XRVJP2kRenderer::currentLook() const
+{
+    return {contrast.load(), brightness.load(), transparency.load(), hillShade.load()};
+}
+
+std::unique_ptr<Korvane::GeoImage> XRVJP2kRenderer::lookOf(const Korvane::GeoImage& picture, const Look& look)
+{
+    // Contrast or brightness away from neutral win over the veil.
+    if (look.contrast != 1.0 || look.brightness != 1.0)
+        return std::make_unique<Korvane::GeoImage>(XRVJP2kToneTable(look.contrast, look.brightness).applied(picture));
+    if (!look.hillShade) return nullptr;
+    return std::make_unique<Korvane::GeoImage>(XRVJP2kHillShadeVeil::make(picture, look.transparency));
 }
 
 void XRVJP2kRenderer::drawPicture(QPainter& painter, const Korvane::GeoImage& picture, const QRectF& world,

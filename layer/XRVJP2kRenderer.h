@@ -5,6 +5,10 @@
 // Progressive views are read inside the engine's refresh callback, on the engine's thread;
 // blocking views are read when the picture is painted. The picture lock guards the swap and
 // the painting of the current picture only; decoding never holds it.
+//
+// Contrast and brightness, or the hill-shade veil, are worked into a second picture once,
+// when a picture is installed (on the reading thread), and again only when those settings
+// change; painting draws that picture as it is.
 #pragma once
 
 #include "xrv60.h"
@@ -16,6 +20,7 @@
 #include <QtCore/QVector>
 
 #include <atomic>
+#include <memory>
 
 class QPainter;
 
@@ -36,17 +41,17 @@ public:
     PLK::CError openFile(const QString& path, bool progressive);
 
     // Painting settings. The clamping setters keep NaN: it passes both bounds unchanged.
-    double getTransparency() const { return transparency; }
+    double getTransparency() const { return transparency.load(); }
     void setTransparency(double value);
-    double getContrast() const { return contrast; }
+    double getContrast() const { return contrast.load(); }
     void setContrast(double value);
-    double getBrightness() const { return brightness; }
+    double getBrightness() const { return brightness.load(); }
     void setBrightness(double value);
     double getAzumith() const { return azimuth; }
     void setAzumith(double value);
     double getElevation() const { return elevation; }
     void setElevation(double value);
-    bool getHillShade() const { return hillShade; }
+    bool getHillShade() const { return hillShade.load(); }
     void setHillShade(bool on) { hillShade = on; }
     bool getPixmapSmoothing() const { return pixmapSmoothing; }
     void setPixmapSmoothing(bool on) { pixmapSmoothing = on; }
@@ -72,10 +77,8 @@ public:
     PLKRPCData* getRPCData() const;
     PLKFileStatistics* getClientStatistics();
 
-    // Counters of the last progressive pass.
+    // Progress of the last progressive pass.
     quint8 getPercentComplete() const { return percentComplete.load(); }
-    quint32 getBlocksAvailable() const { return blocksAvailable.load(); }
-    quint32 getBlocksInView() const { return blocksInView.load(); }
 
     // Abandons the read in progress and returns once a picture swap or paint in progress
     // has finished.
@@ -96,6 +99,18 @@ protected:
     PLKReadStatus RefreshUpdateEx(PLKSetViewInfo* pViewInfo) override;
 
 private:
+    // The settings that change how a picture looks when painted.
+    struct Look {
+        double contrast = 1.0;
+        double brightness = 1.0;
+        double transparency = 1.0;
+        bool hillShade = false;
+        bool operator==(const Look& other) const;
+    };
+    Look currentLook() const;
+    // The picture as painted with look; null when that is the picture itself.
+    static std::unique_ptr<Korvane::GeoImage> lookOf(const Korvane::GeoImage& picture, const Look& look);
+
     PLKReadStatus readPackedPixels(int width, int height, double x1, double y1, double x2, double y2);
     PLKReadStatus readBandInterleaved(int width, int height, double x1, double y1, double x2, double y2);
     void makeLineBuffers(int width);
@@ -109,16 +124,20 @@ private:
 
     QMutex imageMutex;
     Korvane::GeoImage* currentImage = nullptr;
+    // currentImage with shownLook worked in, or null when it is painted as it is.
+    std::unique_ptr<Korvane::GeoImage> shownImage;
+    Look shownLook;
     Korvane::Map::Layer* ownerLayer;
-    double transparency = 1.0;
-    double contrast = 1.0;
-    double brightness = 1.0;
+    // Set on the GUI thread, read also by the reading thread when it installs a picture.
+    std::atomic<double> transparency{1.0};
+    std::atomic<double> contrast{1.0};
+    std::atomic<double> brightness{1.0};
     double azimuth = 45.0;
     double elevation = 45.0;
     // Set by the GUI thread, read between lines by the reading thread.
     std::atomic<bool> cancelRequested{false};
     bool hasOpacityBand = false;
-    bool hillShade = false;
+    std::atomic<bool> hillShade{false};
     bool pixmapSmoothing = false;
     std::atomic<qint32> readRGBA{1};
     std::atomic<quint8> percentComplete{0};
@@ -126,6 +145,4 @@ private:
     qint32 lineBufferWidth = 0;
     quint8 clipPercent = 100;
     qint32 qualityLayers = -1;
-    std::atomic<quint32> blocksAvailable{0};
-    std::atomic<quint32> blocksInView{0};
 };

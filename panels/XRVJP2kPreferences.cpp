@@ -27,12 +27,6 @@ constexpr quint64 RecommendedMemoryMb = 512;
 // The disk slider's 100 % stands for 500 MB.
 constexpr quint64 FullDiskCacheMb = 500;
 
-XRVJP2kPreferences::LogSinkSwitch& logSinkSwitch()
-{
-    static XRVJP2kPreferences::LogSinkSwitch sinkSwitch;
-    return sinkSwitch;
-}
-
 QSettings& settings()
 {
     return *Korvane::Application::settings();
@@ -57,11 +51,6 @@ const QStringList& cacheFilePatterns()
 }
 
 }  // namespace
-
-void XRVJP2kPreferences::setLogSinkSwitch(LogSinkSwitch sinkSwitch)
-{
-    logSinkSwitch() = std::move(sinkSwitch);
-}
 
 XRVJP2kPreferences::XRVJP2kPreferences(QWidget* parent) : XRVJP2kPreferences(Korvane::System::getTotalRAM(), parent) {}
 
@@ -92,20 +81,21 @@ void XRVJP2kPreferences::readSettings()
     // Some defaults differ from those the engine starts with (cache folder and size, User-Agent):
     // until the user first saves this page, the engine keeps its own and the page proposes these.
     QSettings& s = settings();
-    streamCacheEnabled = s.value(XRVJP2kSettings::LocalXrvpCache, true).toBool();
-    memoryCacheSizeMb = s.value(XRVJP2kSettings::CacheMaxMemMb, 512).toULongLong();
-    cacheDir = s.value(XRVJP2kSettings::XrvpCacheDir, defaultCacheDir()).toString();
-    diskCacheSizeMb = s.value(XRVJP2kSettings::DiskCacheMaxSizeMb, 500).toULongLong();
-    textureDither = s.value(XRVJP2kSettings::TextureDither, false).toBool();
-    resilientDecoding = s.value(XRVJP2kSettings::ResilientDecoding, true).toBool();
-    optimiseNonProgressive = s.value(XRVJP2kSettings::OptimizeNonProgressive, false).toBool();
-    nearestNeighbour = s.value(XRVJP2kSettings::OptimizeNearestNeighbour, true).toBool();
-    adaptiveRendering = s.value(XRVJP2kSettings::AdaptiveRendering, false).toBool();
-    clipPercent = s.value(XRVJP2kSettings::DefaultClipTransform, 99).toInt();
-    openProgressive = s.value(XRVJP2kSettings::OpenProgressive, true).toBool();
-    useWinHttp = s.value(XRVJP2kSettings::UseWinHTTPInXrvp, false).toBool();
-    userAgent = s.value(XRVJP2kSettings::XRVPUserAgent, QGuiApplication::applicationDisplayName()).toString();
-    logSdkEvents = s.value(XRVJP2kSettings::LogXrvEvents, true).toBool();
+    using namespace XRVJP2kSettings;
+    streamCacheEnabled = LocalXrvpCache.in(s).toBool();
+    memoryCacheSizeMb = CacheMaxMemMb.in(s).toULongLong();
+    cacheDir = XrvpCacheDir.in(s, defaultCacheDir()).toString();
+    diskCacheSizeMb = DiskCacheMaxSizeMb.in(s, qulonglong(FullDiskCacheMb)).toULongLong();
+    textureDither = TextureDither.in(s).toBool();
+    resilientDecoding = ResilientDecoding.in(s).toBool();
+    optimiseNonProgressive = OptimizeNonProgressive.in(s).toBool();
+    nearestNeighbour = OptimizeNearestNeighbour.in(s).toBool();
+    adaptiveRendering = AdaptiveRendering.in(s).toBool();
+    clipPercent = DefaultClipTransform.in(s).toInt();
+    openProgressive = OpenProgressive.in(s).toBool();
+    useWinHttp = UseWinHTTPInXrvp.in(s).toBool();
+    userAgent = XRVPUserAgent.in(s, QGuiApplication::applicationDisplayName()).toString();
+    logSdkEvents = LogXrvEvents.in(s).toBool();
 }
 
 void XRVJP2kPreferences::connectWidgets()
@@ -188,23 +178,24 @@ void XRVJP2kPreferences::onSavePrefs()
 {
     userAgent = ui->userAgentLineEdit->text();
     QSettings& s = settings();
-    s.setValue(XRVJP2kSettings::TextureDither, textureDither);
-    s.setValue(XRVJP2kSettings::LocalXrvpCache, streamCacheEnabled);
-    s.setValue(XRVJP2kSettings::XrvpCacheDir, cacheDir);
-    s.setValue(XRVJP2kSettings::CacheMaxMemMb, qulonglong(memoryCacheSizeMb));
-    s.setValue(XRVJP2kSettings::DiskCacheMaxSizeMb, qulonglong(diskCacheSizeMb));
-    s.setValue(XRVJP2kSettings::ResilientDecoding, resilientDecoding);
-    s.setValue(XRVJP2kSettings::OptimizeNonProgressive, optimiseNonProgressive);
-    s.setValue(XRVJP2kSettings::OptimizeNearestNeighbour, nearestNeighbour);
-    s.setValue(XRVJP2kSettings::AdaptiveRendering, adaptiveRendering);
-    s.setValue(XRVJP2kSettings::DefaultClipTransform, uint(clipPercent));
-    s.setValue(XRVJP2kSettings::OpenProgressive, openProgressive);
-    s.setValue(XRVJP2kSettings::UseWinHTTPInXrvp, useWinHttp);
-    s.setValue(XRVJP2kSettings::XRVPUserAgent, userAgent);
-    s.setValue(XRVJP2kSettings::LogXrvEvents, logSdkEvents);
-    s.remove(XRVJP2kSettings::ObsoleteLogLevel);
+    using namespace XRVJP2kSettings;
+    TextureDither.store(s, textureDither);
+    LocalXrvpCache.store(s, streamCacheEnabled);
+    XrvpCacheDir.store(s, cacheDir);
+    CacheMaxMemMb.store(s, qulonglong(memoryCacheSizeMb));
+    DiskCacheMaxSizeMb.store(s, qulonglong(diskCacheSizeMb));
+    ResilientDecoding.store(s, resilientDecoding);
+    OptimizeNonProgressive.store(s, optimiseNonProgressive);
+    OptimizeNearestNeighbour.store(s, nearestNeighbour);
+    AdaptiveRendering.store(s, adaptiveRendering);
+    DefaultClipTransform.store(s, uint(clipPercent));
+    OpenProgressive.store(s, openProgressive);
+    UseWinHTTPInXrvp.store(s, useWinHttp);
+    XRVPUserAgent.store(s, userAgent);
+    LogXrvEvents.store(s, logSdkEvents);
+    s.remove(QLatin1String(ObsoleteLogLevel));
     // The one setting that needs no restart: the sinks follow it at once.
-    if (logSinkSwitch()) logSinkSwitch()(logSdkEvents);
+    emit sdkLoggingChosen(logSdkEvents);
 }
 
 void XRVJP2kPreferences::onCacheDirSliderMove(int value)

@@ -6,7 +6,6 @@
 
 #include <QString>
 #include <QWidget>
-#include <functional>
 #include <memory>
 
 namespace Ui {
@@ -17,15 +16,15 @@ class XRVJP2kPreferences : public QWidget {
     Q_OBJECT
 
 public:
-    // Switches the engine's log sinks on or off. The sinks belong to the plug-in module, which
-    // installs the switch before it hands out a page.
-    using LogSinkSwitch = std::function<void(bool)>;
-    static void setLogSinkSwitch(LogSinkSwitch sinkSwitch);
-
     explicit XRVJP2kPreferences(QWidget* parent = nullptr);
     // With the machine's physical memory given in megabytes instead of asked of the system.
     XRVJP2kPreferences(qint64 totalMemoryMb, QWidget* parent);
     ~XRVJP2kPreferences() override;
+
+signals:
+    // Sent by every save with the SDK logging choice: the engine's log sinks belong to the
+    // plug-in module, which connects them here and switches them at once.
+    void sdkLoggingChosen(bool enabled);
 
 public slots:
     void init();

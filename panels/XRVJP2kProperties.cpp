@@ -16,6 +16,7 @@
 #include "XRVJP2kLayer.h"
 #include "XRVJP2kLayerCast.h"
 #include "XRVJP2kSettings.h"
+#include "XRVJP2kWheelGuard.h"
 
 namespace {
 
@@ -38,16 +39,20 @@ void setQuietly(Widget* widget, void (Owner::*setter)(Value), Value value)
 XRVJP2kProperties::XRVJP2kProperties(QWidget* parent)
     : QWidget(parent, Qt::WindowFlags()), ui(new Ui::XRVJP2kPropertiesClass)
 {
+    // The read-line radio buttons share a button group that the form connects by its name to
+    // on_readLineGroupBox_buttonClicked(int), with every other control's slot: made before the
+    // form so that the connection by name finds it.
+    auto* readLineButtons = new QButtonGroup(this);
+    readLineButtons->setObjectName(QStringLiteral("readLineGroupBox"));
     ui->setupUi(this);
     ui->draSpinBox->setSuffix(QStringLiteral(" %"));
     ui->scrollAreaWidgetContents->layout()->setContentsMargins(3, 3, 3, 3);
     ui->resampleTypeComboBox->setCurrentIndex(engineOptimisesNearestNeighbour() ? 0 : 1);
     // A clip of 0 percent would mean no transform at all; the slider starts at 1.
     ui->draSlider->setRange(1, 100);
-    auto* readLineButtons = new QButtonGroup(this);
     readLineButtons->addButton(ui->readLineRGBA, 0);
     readLineButtons->addButton(ui->readLineBIL, 1);
-    connect(readLineButtons, &QButtonGroup::idClicked, this, &XRVJP2kProperties::on_readLineGroupBox_buttonClicked);
+    XRVJP2kWheelGuard::install(this);
     // The cache flushing and read-line options are not offered to users; their slots stay so
     // that the options still work when something invokes them.
     ui->groupBoxAdvanced->deleteLater();
@@ -65,9 +70,12 @@ void XRVJP2kProperties::apply() {}
 
 void XRVJP2kProperties::onLayerActivated(Korvane::Map::Layer* layer)
 {
+    if (currentLayer) disconnect(currentLayer, nullptr, this, nullptr);
     currentLayer = XRVJP2kLayerCast::of(layer);
     setEnabled(currentLayer != nullptr);
     if (!currentLayer) return;
+    // A layer deleted without notice greys the panel out as a null layer would.
+    connect(currentLayer, &QObject::destroyed, this, [this] { onLayerActivated(nullptr); });
     loadPercentages();
     loadQualityLayers();
     setQuietly(ui->resampleTypeComboBox, &QComboBox::setCurrentIndex, int(currentLayer->getResampleType()));
@@ -220,7 +228,7 @@ void XRVJP2kProperties::on_resetTransparency_clicked()
 
 void XRVJP2kProperties::on_resetDRA_clicked()
 {
-    ui->draSlider->setValue(Korvane::Application::settings()->value(XRVJP2kSettings::DefaultClipTransform, 99).toInt());
+    ui->draSlider->setValue(XRVJP2kSettings::DefaultClipTransform.in(*Korvane::Application::settings()).toInt());
 }
 
 void XRVJP2kProperties::on_resetJp2Quality_clicked()

@@ -4,6 +4,7 @@
 // active; every change goes straight to the layer through its setters.
 #pragma once
 
+#include <QPointer>
 #include <QWidget>
 #include <memory>
 
@@ -83,5 +84,7 @@ private:
     void refreshLayer();
 
     std::unique_ptr<Ui::XRVJP2kPropertiesClass> ui;
-    Korvane::XRVJP2kLayer* currentLayer = nullptr;
+    // Cleared by the layer's destruction too, so a panel the host forgot to tell never
+    // reaches a layer that is gone.
+    QPointer<Korvane::XRVJP2kLayer> currentLayer;
 };

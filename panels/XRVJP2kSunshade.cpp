@@ -9,6 +9,7 @@
 #include "SunShadeWidget.h"
 #include "XRVJP2kLayer.h"
 #include "XRVJP2kLayerCast.h"
+#include "XRVJP2kWheelGuard.h"
 
 XRVJP2kSunshade::XRVJP2kSunshade(QWidget* parent) : QWidget(parent), ui(new Ui::XRVJP2kSunshadeClass)
 {
@@ -17,6 +18,7 @@ XRVJP2kSunshade::XRVJP2kSunshade(QWidget* parent) : QWidget(parent), ui(new Ui::
     ui->vboxLayout3->addWidget(sunShade);
     ui->vboxLayout3->setContentsMargins(0, 0, 0, 0);
     ui->vboxLayout3->setSpacing(0);
+    XRVJP2kWheelGuard::install(this);
     // Nothing to act on until the host names an active layer.
     setEnabled(false);
 }
@@ -25,12 +27,15 @@ XRVJP2kSunshade::~XRVJP2kSunshade() = default;
 
 void XRVJP2kSunshade::onLayerActivated(Korvane::Map::Layer* activeLayer)
 {
+    if (layer) disconnect(layer, nullptr, this, nullptr);
     layer = XRVJP2kLayerCast::of(activeLayer);
     if (!layer) {
         setEnabled(false);
         return;
     }
     setEnabled(true);
+    // A layer deleted without notice greys the panel out as a null layer would.
+    connect(layer, &QObject::destroyed, this, [this] { onLayerActivated(nullptr); });
     // Loading shows the layer's state; it must not be written back into the layer.
     {
         const QSignalBlocker blocker(ui->hillShadeCheckBox);

@@ -3,6 +3,7 @@
 // view is active and its active layer is one of ours.
 #pragma once
 
+#include <QPointer>
 #include <QWidget>
 #include <memory>
 
@@ -43,7 +44,8 @@ private:
 
     std::unique_ptr<Ui::XRVJP2kSunshadeClass> ui;
     SunShadeWidget* sunShade = nullptr;
-    Korvane::XRVJP2kLayer* layer = nullptr;
+    // Cleared by the layer's destruction too: a layer that is gone is never reached.
+    QPointer<Korvane::XRVJP2kLayer> layer;
     // Starting angles of the sun; the layer's own angles are what the controls show.
     double azimuth = 45.0;
     double elevation = 45.0;

@@ -5,7 +5,6 @@
 #include <QSettings>
 
 #include "CFileBase.h"
-#include "XRVJP2kLayerPlugin.h"
 #include "XRVJP2kSettings.h"
 
 namespace {
@@ -23,20 +22,20 @@ QString tr(const char* text)
 
 void XRVJP2kEngineSettings::readFlags(QSettings& s)
 {
-    textureDither = s.value(XRVJP2kSettings::TextureDither, false).toBool();
-    localXrvpCache = s.value(XRVJP2kSettings::LocalXrvpCache, true).toBool();
+    textureDither = XRVJP2kSettings::TextureDither.in(s).toBool();
+    localXrvpCache = XRVJP2kSettings::LocalXrvpCache.in(s).toBool();
 }
 
 void XRVJP2kEngineSettings::readRest(QSettings& s)
 {
-    xrvpCacheDir = s.value(XRVJP2kSettings::XrvpCacheDir, QDir::tempPath()).toString();
-    cacheMaxMemMb = s.value(XRVJP2kSettings::CacheMaxMemMb, 512).toInt();
+    xrvpCacheDir = XRVJP2kSettings::XrvpCacheDir.in(s, QDir::tempPath()).toString();
+    cacheMaxMemMb = XRVJP2kSettings::CacheMaxMemMb.in(s).toInt();
     if (cacheMaxMemMb < 100) cacheMaxMemMb = 100;
-    diskCacheMaxSizeMb = s.value(XRVJP2kSettings::DiskCacheMaxSizeMb, 256).toInt();
-    resilientDecoding = s.value(XRVJP2kSettings::ResilientDecoding, true).toBool();
-    optimizeNearestNeighbour = s.value(XRVJP2kSettings::OptimizeNearestNeighbour, true).toBool();
-    userAgent = s.value(XRVJP2kSettings::XRVPUserAgent, QString()).toString();
-    useWinHttp = s.value(XRVJP2kSettings::UseWinHTTPInXrvp, false).toBool();
+    diskCacheMaxSizeMb = XRVJP2kSettings::DiskCacheMaxSizeMb.in(s).toInt();
+    resilientDecoding = XRVJP2kSettings::ResilientDecoding.in(s).toBool();
+    optimizeNearestNeighbour = XRVJP2kSettings::OptimizeNearestNeighbour.in(s).toBool();
+    userAgent = XRVJP2kSettings::XRVPUserAgent.in(s).toString();
+    useWinHttp = XRVJP2kSettings::UseWinHTTPInXrvp.in(s).toBool();
 }
 
 QStringList XRVJP2kEngineSettings::reportLines(bool winHttpLibraryLoaded) const
@@ -71,7 +70,7 @@ void XRVJP2kEngineSettings::applyToEngine() const
     config.SetXrvpCacheEnabled(localXrvpCache);
     config.SetXrvpCacheSizeMb(diskCacheMaxSizeMb);
     config.SetXrvpCacheLocation(xrvpCacheDir.toLocal8Bit().constData());
-    config.SetCacheMaxmem(XRVJP2kLayerPlugin::cacheBytesOfMegabytes(cacheMaxMemMb));
+    config.SetCacheMaxmem(XRVJP2kSettings::cacheBytesOfMegabytes(cacheMaxMemMb));
     config.SetResilientDecodingEnabled(resilientDecoding);
     config.SetOptimizeUseNearestNeighbour(optimizeNearestNeighbour);
     config.SetXrvpClientHttpUserAgent(userAgent.toLocal8Bit().constData());

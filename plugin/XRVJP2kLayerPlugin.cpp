@@ -97,14 +97,6 @@ QString XRVJP2kLayerPlugin::geodeticDataPath(const QString& executable, QChar se
     return folder + separator + QStringLiteral("..") + separator + QStringLiteral("..");
 }
 
-quint64 XRVJP2kLayerPlugin::cacheBytesOfMegabytes(int megabytes)
-{
-    // The shift happens in 32-bit signed arithmetic and the result is widened with its sign:
-    // 2048 MB and more wrap. The engine reads such a wrapped size back as the one intended.
-    const qint32 bytes = static_cast<qint32>(static_cast<quint32>(megabytes) << 20);
-    return static_cast<quint64>(static_cast<qint64>(bytes));
-}
-
 QString XRVJP2kLayerPlugin::getVersion()
 {
     return QStringLiteral("6.0.0.1513");
@@ -214,8 +206,9 @@ QList<QAction*> XRVJP2kLayerPlugin::getActions()
 QList<QWidget*> XRVJP2kLayerPlugin::getPreferencePages()
 {
     // The page lives in the panels library, which cannot see this module's log sinks.
-    XRVJP2kPreferences::setLogSinkSwitch(&XRVJP2kLogSinks::setEnabled);
-    return {new XRVJP2kPreferences};
+    auto* page = new XRVJP2kPreferences;
+    connect(page, &XRVJP2kPreferences::sdkLoggingChosen, page, &XRVJP2kLogSinks::setEnabled);
+    return {page};
 }
 
 void XRVJP2kLayerPlugin::onOpenXRVP()

@@ -58,9 +58,6 @@ public:
     /// The geodetic data folder two levels above the executable's folder, with the
     /// platform's separator: "C:\a\b\viewer.exe" gives "C:\a\b\..\..".
     static QString geodeticDataPath(const QString& executable, QChar separator);
-    /// The engine's memory limit for a megabyte count, computed in 32-bit signed arithmetic
-    /// and sign-extended, as the engine's configuration has always received it.
-    static quint64 cacheBytesOfMegabytes(int megabytes);
 
 private:
     void startEngine();

@@ -61,7 +61,7 @@ void toHostLog(const QString& text, int engineLevel)
 bool enabledAtLoad()
 {
     QSettings* settings = Korvane::Application::settings();
-    return settings ? settings->value(XRVJP2kSettings::LogXrvEvents, true).toBool() : true;
+    return settings ? XRVJP2kSettings::LogXrvEvents.in(*settings).toBool() : true;
 }
 
 CTANNISViewerCharLogger s_narrow;

@@ -26,7 +26,7 @@ private slots:
     void clampingSetters();
     void toneTable_data();
     void toneTable();
-    void brightnessTwoPaintsWhite();
+    void brightnessAndVeilFollowSettings();
     void hillShadeVeil_data();
     void hillShadeVeil();
     void qualityLayers_data();
@@ -164,7 +164,7 @@ void TestRenderer::toneTable()
     QCOMPARE(picture.pixel(0, 0), qRgba(in, in, in, 99));  // the source is left alone
 }
 
-void TestRenderer::brightnessTwoPaintsWhite()
+void TestRenderer::brightnessAndVeilFollowSettings()
 {
     auto layer = openLayer(rgb);
     layer->setView(64, 64, 500000, 5300000, 501024, 5298976);
@@ -180,6 +180,10 @@ void TestRenderer::brightnessTwoPaintsWhite()
     const QImage veiled = LayerTest::paintLayer(*layer, QSize(64, 64), 500000, 5300000, 501024, 5298976);
     QCOMPARE(veiled.pixel(10, 10), qRgb(0, 0, 0));
     QCOMPARE(veiled.pixel(40, 50), qRgb(0, 0, 0));
+    // The worked picture is kept between paints but follows every change of the settings.
+    QCOMPARE(LayerTest::paintLayer(*layer, QSize(64, 64), 500000, 5300000, 501024, 5298976), veiled);
+    layer->setHillShade(false);
+    QCOMPARE(LayerTest::paintLayer(*layer, QSize(64, 64), 500000, 5300000, 501024, 5298976), plain);
 }
 
 void TestRenderer::hillShadeVeil_data()

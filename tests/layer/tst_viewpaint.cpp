@@ -1,4 +1,4 @@
-// View set-up and painting: clipping to the image and snapping to cells, views off the image,
+// View set-up and painting through the layer (the clipping itself is tst_viewrequest's):
 // half-size views while roaming, and the backing picture under the main one.
 #include <QtTest>
 
@@ -10,13 +10,6 @@
 
 using Korvane::XRVJP2kLayer;
 
-namespace {
-struct ViewBox {
-    double x1, y1, x2, y2;
-};
-}  // namespace
-Q_DECLARE_METATYPE(ViewBox)
-
 class TestViewPaint : public QObject {
     Q_OBJECT
 
@@ -24,8 +17,6 @@ private slots:
     void initTestCase();
     void init();
     void cleanupTestCase();
-    void clipsAndSnaps_data();
-    void clipsAndSnaps();
     void halvesBlockingViewsWhileRoaming_data();
     void halvesBlockingViewsWhileRoaming();
     void backingPictureStaysHidden_data();
@@ -65,58 +56,6 @@ std::unique_ptr<XRVJP2kLayer> TestViewPaint::openLayer(const QString& file)
     std::unique_ptr<XRVJP2kLayer> layer(new XRVJP2kLayer(nullptr));
     if (!layer->setDataSource(file)) qWarning("%s", qPrintable(layer->getLastError()));
     return layer;
-}
-
-void TestViewPaint::clipsAndSnaps_data()
-{
-    QTest::addColumn<QSize>("screen");
-    QTest::addColumn<ViewBox>("requested");
-    QTest::addColumn<bool>("onImage");
-    QTest::addColumn<ViewBox>("expected");
-    QTest::addColumn<QSize>("expectedSize");
-    QTest::newRow("left half off the image")
-        << QSize(1000, 1000) << ViewBox{-500, 1000, 500, 0} << true << ViewBox{0, 1000, 500, 0} << QSize(500, 1000);
-    QTest::newRow("fractions snapped outward")
-        << QSize(100, 100) << ViewBox{10.5, 989.5, 20.5, 979.5} << true << ViewBox{10, 990, 21, 979} << QSize(109, 109);
-    QTest::newRow("image inside a larger window")
-        << QSize(800, 800) << ViewBox{-1000, 2000, 2000, -1000} << true << ViewBox{0, 1000, 1000, 0} << QSize(266, 266);
-    QTest::newRow("right of the image") << QSize(500, 500) << ViewBox{1500, 1000, 2500, 0} << false << ViewBox{}
-                                        << QSize();
-    QTest::newRow("below the image") << QSize(500, 500) << ViewBox{0, -100, 1000, -200} << false << ViewBox{}
-                                     << QSize();
-    QTest::newRow("less than a pixel") << QSize(10, 10) << ViewBox{0, 1000, 100000, -99000} << false << ViewBox{}
-                                       << QSize();
-}
-
-void TestViewPaint::clipsAndSnaps()
-{
-    QFETCH(QSize, screen);
-    QFETCH(ViewBox, requested);
-    QFETCH(bool, onImage);
-    QFETCH(ViewBox, expected);
-    QFETCH(QSize, expectedSize);
-    Korvane::Application::settings()->setValue("XRVJP2kLayer/OpenProgressive", true);
-    auto layer = openLayer(square);
-    QVERIFY(layer->isValid());
-    // A picture on screen first, so that a view off the image has something to drop.
-    QSignalSpy refreshes(layer.get(), &Korvane::Map::Layer::refreshRequested);
-    layer->setView(200, 200, 0, 1000, 1000, 0);
-    QVERIFY(LayerTest::waitForFinalPicture(*layer, refreshes));
-    QCOMPARE(qAlpha(LayerTest::paintLayer(*layer, QSize(200, 200), 0, 1000, 1000, 0).pixel(100, 100)), 255);
-
-    layer->setView(screen.width(), screen.height(), requested.x1, requested.y1, requested.x2, requested.y2);
-    const PLKSetViewInfo view = LayerTest::viewOf(*layer);
-    if (onImage) {
-        QCOMPARE(QSize(int(view.nSizeX), int(view.nSizeY)), expectedSize);
-        QCOMPARE(view.fTopX, expected.x1);
-        QCOMPARE(view.fLeftY, expected.y1);
-        QCOMPARE(view.fBottomX, expected.x2);
-        QCOMPARE(view.fRightY, expected.y2);
-    } else {
-        QCOMPARE(view.nSizeX, 200u);  // nothing was sent to the engine...
-        // ...and the old picture is gone rather than left stale on screen.
-        QCOMPARE(LayerTest::paintLayer(*layer, QSize(200, 200), 0, 1000, 1000, 0).pixel(100, 100), 0u);
-    }
 }
 
 void TestViewPaint::halvesBlockingViewsWhileRoaming_data()

@@ -52,10 +52,8 @@ private slots:
     void initTestCase();
     void boxes_data();
     void boxes();
-    void conformanceFileWithTwoBoxes();
     void noBoxesClearsTheText_data();
     void noBoxesClearsTheText();
-    void otherLayerClass();
 
 private:
     QTemporaryDir m_dir;
@@ -106,24 +104,6 @@ void TestMetaDataPage::boxes()
     }
 }
 
-// The boxes of file1.jp2 as the conformance suite describes them.
-void TestMetaDataPage::conformanceFileWithTwoBoxes()
-{
-    const QString path = PageTest::conformancePath("file1.jp2");
-    if (path.isEmpty()) QSKIP("the conformance files are absent");
-    auto layer = PageTest::openLayer(path);
-    XRVJP2kLayerMetaDataBox page;
-    page.setLayer(layer.get());
-    auto* combo = page.findChild<QComboBox*>("comboBoxMetaBox");
-    auto* text = page.findChild<QPlainTextEdit*>("plainTextEditMetaData");
-    QCOMPARE(itemTexts(combo), QStringList({"'xml ' Box #1:", "'xml ' Box #2:"}));
-    QVERIFY(text->toPlainText().startsWith("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<IMAGE_CREATION"));
-    QCOMPARE(combo->itemData(0).toString().size(), 431);
-    emit combo->activated(1);
-    QVERIFY(text->toPlainText().contains("<CAPTION>Houchin Castle</CAPTION>"));
-    QCOMPARE(combo->itemData(1).toString().size(), 741);
-}
-
 void TestMetaDataPage::noBoxesClearsTheText_data()
 {
     QTest::addColumn<QString>("path");
@@ -149,22 +129,6 @@ void TestMetaDataPage::noBoxesClearsTheText()
     page.setLayer(second.get());
     QCOMPARE(page.findChild<QComboBox*>("comboBoxMetaBox")->count(), 0);
     QCOMPARE(text->toPlainText(), QString());
-}
-
-// A layer of another plug-in is no file of ours: the list empties and choosing shows nothing.
-void TestMetaDataPage::otherLayerClass()
-{
-    const QString withBoxes = PageTest::conformancePath("file1.jp2");
-    if (withBoxes.isEmpty()) QSKIP("the conformance files are absent");
-    auto first = PageTest::openLayer(withBoxes);
-    PageTest::OtherRasterLayer other;
-    XRVJP2kLayerMetaDataBox page;
-    page.setLayer(first.get());
-    page.setLayer(&other);
-    auto* combo = page.findChild<QComboBox*>("comboBoxMetaBox");
-    QCOMPARE(combo->count(), 0);
-    page.onComboBoxActivated(0);
-    QCOMPARE(page.findChild<QPlainTextEdit*>("plainTextEditMetaData")->toPlainText(), QString());
 }
 
 XRV_PAGES_TEST_MAIN(TestMetaDataPage)

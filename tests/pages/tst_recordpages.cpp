@@ -76,18 +76,12 @@ class TestRecordPages : public QObject {
 private slots:
     void initTestCase();
     void rpcFields();
-    void rpcClipboard();
     void rpcWithoutData_data();
     void rpcWithoutData();
     void rpcRecordReplaced();
-    void rpcKeepsRecordForOtherLayers();
     void statisticsBands_data();
     void statisticsBands();
-    void statisticsClipboard_data();
-    void statisticsClipboard();
-    void statisticsBandBeyondRecord();
     void statisticsRecordReplaced();
-    void statisticsIgnoresOtherLayers();
 
 private:
     QTemporaryDir m_dir;
@@ -111,30 +105,6 @@ void TestRecordPages::rpcFields()
                           "longitudeOffset=15.109354", "longitudeScale=0.109663", "heightOffset=1000.000000",
                           "heightScale=1500.000000", "sampleOffset=4096.000000", "sampleScale=4096.000000"}));
     QCOMPARE(page.findChild<QPlainTextEdit*>("coefficients")->toPlainText(), sampleCoefficientText());
-}
-
-// Twelve value lines with carriage returns, in the record's order (not the grid's), then the
-// coefficient blocks with their line feeds.
-void TestRecordPages::rpcClipboard()
-{
-    LAYER_OR_SKIP(sample, m_layers, PageTest::Sample);
-    XRVJP2kLayerRPCInfo page;
-    page.setLayer(sample);
-    PageTest::putSentinelOnClipboard();
-    QTest::mouseClick(page.findChild<QPushButton*>("copyToClipboard"), Qt::LeftButton);
-    QCOMPARE(PageTest::clipboardText(), QString("Error Bias = 1.500000\r"
-                                                "Error Random = 0.500000\r"
-                                                "Line Offset = 4096.000000\r"
-                                                "Line Scale = 4096.000000\r"
-                                                "Latitude Offset = 47.779583\r"
-                                                "Latitude Scale = 0.073864\r"
-                                                "Longitude Offset = 15.109354\r"
-                                                "Longitude Scale = 0.109663\r"
-                                                "Height Offset = 1000.000000\r"
-                                                "Height Scale = 1500.000000\r"
-                                                "Sample Offset = 4096.000000\r"
-                                                "Sample Scale = 4096.000000\r") +
-                                            sampleCoefficientText());
 }
 
 void TestRecordPages::rpcWithoutData_data()
@@ -178,17 +148,6 @@ void TestRecordPages::rpcRecordReplaced()
     page.setLayer(sample);
 }
 
-void TestRecordPages::rpcKeepsRecordForOtherLayers()
-{
-    LAYER_OR_SKIP(sample, m_layers, PageTest::Sample);
-    XRVJP2kLayerRPCInfo page;
-    page.setLayer(sample);
-    page.setLayer(m_layers.get(PageTest::OtherClass));
-    page.setLayer(nullptr);
-    page.copyToClipboard();
-    QVERIFY(PageTest::clipboardText().startsWith("Error Bias = 1.500000\r"));
-}
-
 void TestRecordPages::statisticsBands_data()
 {
     QTest::addColumn<int>("source");
@@ -223,61 +182,6 @@ void TestRecordPages::statisticsBands()
     }
 }
 
-void TestRecordPages::statisticsClipboard_data()
-{
-    QTest::addColumn<int>("source");
-    QTest::addColumn<int>("lineCount");
-    QTest::newRow("grey") << int(PageTest::Grey) << 8;
-    QTest::newRow("RGB sample") << int(PageTest::Sample) << 3 * (7 + 3);
-    QTest::newRow("RGB with opacity") << int(PageTest::Rgba) << 4 * (7 + 4);
-}
-
-// Every band, the opacity band too, with its six values; each band's block repeats that
-// band's own histogram once per band of the record, numbered from 0, as the text has always
-// been written.
-void TestRecordPages::statisticsClipboard()
-{
-    QFETCH(int, source);
-    QFETCH(int, lineCount);
-    LAYER_OR_SKIP(pLayer, m_layers, PageTest::Source(source));
-    const EngineStatistics expected(m_layers.path(PageTest::Source(source)));
-    QVERIFY(expected.record());
-    XRVJP2kLayerStatistics page;
-    page.setLayer(pLayer);
-    PageTest::putSentinelOnClipboard();
-    QTest::mouseClick(page.findChild<QPushButton*>("copyToClipboard"), Qt::LeftButton);
-
-    QString text;
-    const int bands = int(expected.record()->nNumberOfBands);
-    for (int b = 0; b < bands; ++b) {
-        const PLKBandStatistics& s = expected.band(b);
-        text += QString("Band #%1\r").arg(b);
-        text += "mode = " + EngineStatistics::value(s.fMode) + "\r";
-        text += "median = " + EngineStatistics::value(s.fMedianVal) + "\r";
-        text += "mean = " + EngineStatistics::value(s.fMeanVal) + "\r";
-        text += "stddev = " + EngineStatistics::value(s.fStandardDev) + "\r";
-        text += "min = " + EngineStatistics::value(s.fMinVal) + "\r";
-        text += "max = " + EngineStatistics::value(s.fMaxVal) + "\r";
-        for (int h = 0; h < bands; ++h) text += QString("Histogram Band #%1 = ").arg(h) + expected.histogram(b) + "\r";
-    }
-    QCOMPARE(PageTest::clipboardText(), text);
-    QCOMPARE(PageTest::clipboardText().count('\r'), lineCount);
-    QVERIFY(!PageTest::clipboardText().contains('\n'));
-}
-
-// A band the record does not reach changes nothing.
-void TestRecordPages::statisticsBandBeyondRecord()
-{
-    LAYER_OR_SKIP(grey, m_layers, PageTest::Grey);
-    XRVJP2kLayerStatistics page;
-    page.setLayer(grey);
-    const QStringList shown = PageTest::fieldTexts(&page, kStatisticsFields);
-    page.onBandChange(1);
-    page.onBandChange(1000);
-    page.onBandChange(-1);
-    QCOMPARE(PageTest::fieldTexts(&page, kStatisticsFields), shown);
-}
-
 // Each layer's record replaces (and releases) the one before; a layer without statistics
 // leaves nothing to copy.
 void TestRecordPages::statisticsRecordReplaced()
@@ -297,18 +201,6 @@ void TestRecordPages::statisticsRecordReplaced()
     PageTest::putSentinelOnClipboard();
     page.copyToClipboard();
     QCOMPARE(PageTest::clipboardText(), PageTest::clipboardSentinel());
-}
-
-void TestRecordPages::statisticsIgnoresOtherLayers()
-{
-    LAYER_OR_SKIP(grey, m_layers, PageTest::Grey);
-    XRVJP2kLayerStatistics page;
-    page.setLayer(grey);
-    page.setLayer(m_layers.get(PageTest::OtherClass));
-    page.setLayer(nullptr);
-    QCOMPARE(page.findChild<QComboBox*>("bandComboBox")->count(), 1);
-    page.copyToClipboard();
-    QVERIFY(PageTest::clipboardText().startsWith("Band #0\r"));
 }
 
 XRV_PAGES_TEST_MAIN(TestRecordPages)

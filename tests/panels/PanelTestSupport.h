@@ -5,7 +5,6 @@
 #include "../common/HostTestMain.h"
 
 #include <QtCore/QString>
-#include <QtCore/QTemporaryDir>
 #include <QtTest/QtTest>
 
 #include <memory>
@@ -13,28 +12,27 @@
 #include "ModalAnswer.h"
 #include "QDGui/Application.h"
 #include "QDGui/Layer.h"
-#include "RecordingLayer.h"
-#include "xrv60.h"
+#include "XRVJP2kLayer.h"
 
 namespace PanelTest {
 
-// The bundled sample (8192 x 8192 RGB); empty when it has not been made.
+// The bundled sample (8192 x 8192 RGB) and a 512 x 512 red, green, blue and opacity image
+// made at build time; empty when they have not been made.
 QString samplePath();
-// 512 x 512 images made by mksample at build time: red, green, blue and opacity; 16-bit grey.
 QString rgbaPath();
-QString sixteenBitPath();
 
 // A layer opened on path (a warning says why when it cannot be); with an empty path, one that
 // never had a source.
-std::unique_ptr<RecordingLayer> openLayer(const QString& path);
+std::unique_ptr<Korvane::XRVJP2kLayer> openLayer(const QString& path);
 
 // A layer of another plug-in, which the panels must not act on.
 class OtherLayer : public Korvane::Map::Layer {
     Q_OBJECT
 };
 
+// Ticks or unticks a check box as a click on it does.
+void click(QAbstractButton* button);
+
 }  // namespace PanelTest
 
-// Runs the test object under the host's application object, with a settings store of its own
-// in a temporary folder and the engine started, as the panels run in the viewer.
 #define XRV_PANELS_TEST_MAIN(TestClass) XRV_HOST_TEST_MAIN(TestClass)

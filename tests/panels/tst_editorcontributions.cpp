@@ -1,6 +1,6 @@
 // What the plug-in hands the host's main window, loaded as the host loads it: the properties
-// dock, the information pages, the tool bar, the menu action and the preferences page, and the
-// opening of a chosen stream address in the active map view.
+// dock, the information pages, the stream browser and the preferences page, the opening of a
+// chosen stream address in the active map view, and the hillshade dock module.
 #include <QtTest>
 
 #include <QAction>
@@ -18,6 +18,7 @@
 #include "QDGui/Application.h"
 #include "QDGui/IDockWidgetProvider.h"
 #include "QDGui/ILayerEditorPlugin.h"
+#include "QDGui/ILayerPluginInfo.h"
 #include "QDGui/MapView.h"
 #include "QDGui/XRVPBrowser.h"
 
@@ -44,7 +45,7 @@ QString samplePath()
 QStringList classNames(const QList<QWidget*>& widgets)
 {
     QStringList names;
-    for (QWidget* w : widgets) names << (w ? w->metaObject()->className() : "null");
+    for (QWidget* w : widgets) names << w->metaObject()->className();
     return names;
 }
 
@@ -68,21 +69,19 @@ private slots:
     void initTestCase();
     void cleanupTestCase();
     void init();
-    void propertiesDock();
-    void infoPagesInOrder();
-    void toolBarOpensBrowser();
-    void menuActionOpensBrowser();
+    void docksAndPages();
+    void browserFromToolBarAndMenu();
     void browserNeedsMapArea();
     void preferencePageSwitchesSinks();
     void addAddress_data();
     void addAddress();
     void oneConnectionAfterSeveralOpenings();
-    void hillshadeDockActsOnPluginLayers();
+    void hillshadeModule();
 
 private:
     QObject* plugin() { return m_loader.instance(); }
     ILayerEditorPlugin* editor() { return qobject_cast<ILayerEditorPlugin*>(plugin()); }
-    void openBrowser(const std::function<void(QWidget*)>& answer, bool* shown = nullptr);
+    bool openBrowser(const std::function<void(QWidget*)>& answer);
     void addAddress(const QString& address);
 
     QPluginLoader m_loader;
@@ -118,83 +117,41 @@ void TestEditorContributions::init()
     QVERIFY(m_area->subWindowList().isEmpty());
 }
 
-void TestEditorContributions::propertiesDock()
+void TestEditorContributions::docksAndPages()
 {
-    const QList<QDockWidget*> docks = editor()->getDockWidgets();
-    QCOMPARE(docks.size(), 1);
-    std::unique_ptr<QDockWidget> dock(docks.first());
-    QCOMPARE(dock->windowTitle(), QString("XRV JPEG 2000 Properties"));
-    QCOMPARE(dock->objectName(), QString("XRV JPEG 2000 Properties"));
-    QCOMPARE(int(dock->features()), 7);
-    QCOMPARE(int(dock->allowedAreas()), 15);
-    QVERIFY(!dock->parent());
+    std::unique_ptr<QDockWidget> dock(editor()->getDockWidgets().value(0));
+    QVERIFY(dock && !dock->parent());
     QWidget* panel = dock->widget();
     QCOMPARE(QString(panel->metaObject()->className()), QString("XRVJP2kProperties"));
     // The host finds the activation slots by name.
     QVERIFY(panel->metaObject()->indexOfSlot("onLayerActivated(Korvane::Map::Layer*)") >= 0);
     QVERIFY(panel->metaObject()->indexOfSlot("onSubWindowActivated(QMdiSubWindow*)") >= 0);
-
-    std::unique_ptr<QDockWidget> second(editor()->getDockWidgets().value(0));
-    QVERIFY(second && second.get() != dock.get() && second->widget() != panel);
+    const QList<QWidget*> pages = editor()->getInfoPages();
+    QCOMPARE(classNames(pages),
+             (QStringList{"XRVJP2kLayerFileInfo", "XRVJP2kLayerJP2FileInfo", "XRVJP2kLayerStatistics",
+                          "XRVJP2kLayerRPCInfo", "XRVJP2kLayerMetaDataBox"}));
+    qDeleteAll(pages);
 }
 
-void TestEditorContributions::infoPagesInOrder()
-{
-    const QList<QWidget*> first = editor()->getInfoPages();
-    const QList<QWidget*> second = editor()->getInfoPages();
-    const QStringList order{"XRVJP2kLayerFileInfo", "XRVJP2kLayerJP2FileInfo", "XRVJP2kLayerStatistics",
-                            "XRVJP2kLayerRPCInfo", "XRVJP2kLayerMetaDataBox"};
-    QCOMPARE(classNames(first), order);
-    QCOMPARE(classNames(second), order);
-    for (int i = 0; i < first.size(); ++i) {
-        QVERIFY(first[i] != second[i]);
-        QVERIFY(!first[i]->parent());
-    }
-    qDeleteAll(first);
-    qDeleteAll(second);
-}
-
-void TestEditorContributions::openBrowser(const std::function<void(QWidget*)>& answer, bool* shown)
+bool TestEditorContributions::openBrowser(const std::function<void(QWidget*)>& answer)
 {
     PanelTest::ModalAnswer browser([answer](QWidget* dialog) {
         QVERIFY(qobject_cast<Korvane::Gui::XRVPBrowser*>(dialog));
         answer(dialog);
     });
-    QVERIFY(QMetaObject::invokeMethod(plugin(), "onOpenXRVP"));
-    if (shown) *shown = browser.seen;
+    QMetaObject::invokeMethod(plugin(), "onOpenXRVP");
+    return browser.seen;
 }
 
-void TestEditorContributions::toolBarOpensBrowser()
+void TestEditorContributions::browserFromToolBarAndMenu()
 {
-    const QList<QToolBar*> bars = editor()->getToolBars();
-    QCOMPARE(bars.size(), 1);
-    std::unique_ptr<QToolBar> bar(bars.first());
-    QCOMPARE(bar->windowTitle(), QString("XRV & JPEG 2000"));
-    QCOMPARE(bar->objectName(), QString("XRV or JPEG 2000"));
-    QCOMPARE(bar->actions().size(), 1);
-    QAction* add = bar->actions().first();
-    QCOMPARE(add->text(), QString("Add XRVP"));
-    QCOMPARE(add->toolTip(), QString("Open an XRVP stream from an MILTO TANNIS Server"));
-    QVERIFY(!add->icon().isNull());
-
-    PanelTest::ModalAnswer browser(rejectDialog);
-    add->trigger();
-    QVERIFY(browser.seen);
-}
-
-void TestEditorContributions::menuActionOpensBrowser()
-{
-    const QList<QAction*> actions = editor()->getActions();
-    QCOMPARE(actions.size(), 1);
-    std::unique_ptr<QAction> open(actions.first());
-    QCOMPARE(open->text(), QString("TANNIS XRVP Image Stream"));
-    QCOMPARE(open->toolTip(), QString("Open an XRVP stream from an MILTO TANNIS Server"));
-    QVERIFY(!open->icon().isNull());
-    QVERIFY(!open->parent());
-
-    PanelTest::ModalAnswer browser(rejectDialog);
-    open->trigger();
-    QVERIFY(browser.seen);
+    std::unique_ptr<QToolBar> bar(editor()->getToolBars().value(0));
+    std::unique_ptr<QAction> menu(editor()->getActions().value(0));
+    for (QAction* open : {bar->actions().value(0), menu.get()}) {
+        PanelTest::ModalAnswer browser(rejectDialog);
+        open->trigger();
+        QVERIFY(browser.seen);
+    }
 }
 
 void TestEditorContributions::browserNeedsMapArea()
@@ -202,25 +159,18 @@ void TestEditorContributions::browserNeedsMapArea()
     QMainWindow plain;
     plain.setCentralWidget(new QTextEdit);
     Korvane::Application::setMainWindow(&plain);
-    bool shown = true;
-    openBrowser(rejectDialog, &shown);
-    QVERIFY(!shown);
-
+    QVERIFY(!openBrowser(rejectDialog));
     Korvane::Application::setMainWindow(nullptr);
-    openBrowser(rejectDialog, &shown);
-    QVERIFY(!shown);
+    QVERIFY(!openBrowser(rejectDialog));
 }
 
 void TestEditorContributions::preferencePageSwitchesSinks()
 {
-    const QList<QWidget*> pages = editor()->getPreferencePages();
-    QCOMPARE(classNames(pages), QStringList{"XRVJP2kPreferences"});
-    std::unique_ptr<QWidget> page(pages.first());
-    QCOMPARE(page->objectName(), QString("XRV JP2"));
+    std::unique_ptr<QWidget> page(editor()->getPreferencePages().value(0));
+    QVERIFY(page);
     page->show();
     auto* logBox = page->findChild<QCheckBox*>("logXrvMessages");
     QVERIFY(logBox->isChecked());
-
     QTest::mouseClick(logBox, Qt::LeftButton, {}, QPoint(5, logBox->height() / 2));
     QVERIFY(QMetaObject::invokeMethod(page.get(), "onSavePrefs"));
     PLK::CLog::Log("test", PLK::LOG_FATAL, "%s", "after switching off");
@@ -243,31 +193,23 @@ void TestEditorContributions::addAddress_data()
 {
     QTest::addColumn<QString>("open");     // sub-window active before: none, map or text
     QTest::addColumn<QString>("address");  // "sample" for the bundled sample
-    QTest::addColumn<int>("subWindows");   // after the call
-    QTest::addColumn<int>("layers");       // in the map view, if there is one
-    QTest::addColumn<QString>("boxTitle");
-    QTest::addColumn<QString>("boxText");  // "*" for any text
+    QTest::addColumn<int>("layers");       // in the map view afterwards; -1 without one
+    QTest::addColumn<QString>("boxText");  // "" for no message box, "*" for any text
     QTest::newRow("no sub-window: a new map view") << "none"
-                                                   << "sample" << 1 << 1 << ""
-                                                   << "";
+                                                   << "sample" << 1 << "";
     QTest::newRow("map view active") << "map"
-                                     << "sample" << 1 << 1 << ""
-                                     << "";
+                                     << "sample" << 1 << "";
     QTest::newRow("other sub-window active") << "text"
-                                             << "sample" << 1 << -1 << "Map View"
-                                             << "Could not get map view from subwindow.";
+                                             << "sample" << -1 << "Could not get map view from subwindow.";
     QTest::newRow("failing address") << "map"
-                                     << "xrvp://127.0.0.1:9/images/none.jp2" << 1 << 0 << "Map View"
-                                     << "*";
+                                     << "xrvp://127.0.0.1:9/images/none.jp2" << 0 << "*";
 }
 
 void TestEditorContributions::addAddress()
 {
     QFETCH(QString, open);
     QFETCH(QString, address);
-    QFETCH(int, subWindows);
     QFETCH(int, layers);
-    QFETCH(QString, boxTitle);
     QFETCH(QString, boxText);
     if (address == "sample") address = samplePath();
     if (address.isEmpty()) QSKIP("the bundled sample has not been made");
@@ -276,22 +218,16 @@ void TestEditorContributions::addAddress()
         QMdiSubWindow* sub = m_area->addSubWindow(inside);
         sub->show();
         m_area->setActiveSubWindow(sub);
-        QVERIFY(m_area->activeSubWindow() == sub);
     }
     QSignalSpy activations(m_area, &QMdiArea::subWindowActivated);
     PanelTest::ModalAnswer box(PanelTest::pressButton());
-
     addAddress(address);
-
-    QCOMPARE(box.seen, !boxTitle.isEmpty());
-    QCOMPARE(box.title, boxTitle);
-    if (boxText != "*") QCOMPARE(box.text, boxText);
-    QVERIFY(!box.text.isNull() || boxTitle.isEmpty());
-    QCOMPARE(m_area->subWindowList().size(), subWindows);
+    QCOMPARE(box.seen, !boxText.isEmpty());
+    if (boxText != "*") QCOMPARE(box.text, boxText.isEmpty() ? QString() : boxText);
+    QCOMPARE(m_area->subWindowList().size(), 1);
     auto* view = qobject_cast<Korvane::Map::MapView*>(m_area->subWindowList().value(0)->widget());
     QCOMPARE(view ? view->layers().size() : -1, layers);
     if (layers == 1) {
-        QCOMPARE(QString(view->layers().first()->metaObject()->className()), QString("Korvane::XRVJP2kLayer"));
         QCOMPARE(view->layers().first()->getDataSource(), address);
         QVERIFY(!activations.isEmpty());  // the host follows the view that got the layer
     }
@@ -311,22 +247,22 @@ void TestEditorContributions::oneConnectionAfterSeveralOpenings()
     QCOMPARE(view->layers().size(), 1);
 }
 
-void TestEditorContributions::hillshadeDockActsOnPluginLayers()
+void TestEditorContributions::hillshadeModule()
 {
     if (samplePath().isEmpty()) QSKIP("the bundled sample has not been made");
     QPluginLoader module(QStringLiteral(XRV_HILLSHADE_FILE));
     auto* provider = qobject_cast<IDockWidgetProvider*>(module.instance());
     QVERIFY2(provider, qPrintable(module.errorString()));
-    const QList<QDockWidget*> docks = provider->createDockWidgets();
-    QCOMPARE(docks.size(), 1);
-    std::unique_ptr<QDockWidget> dock(docks.first());
-    QCOMPARE(dock->objectName(), QString("XRV JPEG 2000 Hillshade"));
-    QWidget* panel = dock->widget();
-    QCOMPARE(QString(panel->metaObject()->className()), QString("XRVJP2kSunshade"));
+    // The host lists the module by the name it gives.
+    auto* info = qobject_cast<ILayerPluginInfo*>(module.instance());
+    QVERIFY(info && !info->getDescription().isEmpty() && !info->getVersion().isEmpty());
+    QVERIFY(info->getFileFilter().isEmpty());
+    QCOMPARE(module.metaData().value("MetaData").toObject().value("Name").toString(), info->getDescription());
 
+    std::unique_ptr<QDockWidget> dock(provider->createDockWidgets().value(0));
+    QWidget* panel = dock->widget();
     addAddress(samplePath());
     QMdiSubWindow* sub = m_area->subWindowList().value(0);
-    QVERIFY(sub);
     Korvane::Map::Layer* layer = qobject_cast<Korvane::Map::MapView*>(sub->widget())->layers().value(0);
     QVERIFY(layer);
     // The layer was made by the other module: the panel must still know it for one of its own.
@@ -336,6 +272,7 @@ void TestEditorContributions::hillshadeDockActsOnPluginLayers()
     QSignalSpy redraws(layer, &Korvane::Map::Layer::refreshRequested);
     panel->findChild<QCheckBox*>("hillShadeCheckBox")->click();
     QTRY_VERIFY(!redraws.isEmpty());
+    dock.reset();
     delete module.instance();
 }
 

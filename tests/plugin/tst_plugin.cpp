@@ -70,9 +70,6 @@ class TestPlugin : public QObject {
 private slots:
     void initTestCase();
     void cleanupTestCase();
-    void metadata();
-    void interfaceCasts_data();
-    void interfaceCasts();
     void identity();
     void createLayerWithoutAddress();
     void createLayerBrowserCancelled();
@@ -107,53 +104,6 @@ QObject* TestPlugin::freshInstance()
 {
     delete m_loader.instance();  // the next call makes a new one, as after a host restart
     return m_loader.instance();
-}
-
-void TestPlugin::metadata()
-{
-    const QJsonObject meta = m_loader.metaData();
-    QCOMPARE(meta.value("IID").toString(), QString("com.korvane.viewer.plugin.XRVJP2kLayerPlugin"));
-    QCOMPARE(meta.value("className").toString(), QString("XRVJP2kLayerPlugin"));
-    QVERIFY(meta.value("MetaData").toObject().isEmpty());
-}
-
-void TestPlugin::interfaceCasts_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("part");
-    QTest::newRow("class") << "XRVJP2kLayerPlugin"
-                           << "object";
-    QTest::newRow("info by name") << "ILayerPluginInfo"
-                                  << "info";
-    QTest::newRow("factory by name") << "ILayerPlugin"
-                                     << "factory";
-    QTest::newRow("editor by name") << "ILayerEditorPlugin"
-                                    << "editor";
-    QTest::newRow("info by id") << "com.korvane.viewer.ILayerPluginInfo/1.0"
-                                << "info";
-    QTest::newRow("factory by id") << "com.korvane.viewer.ILayerPlugin/1.0"
-                                   << "factory";
-    QTest::newRow("editor by id") << "com.korvane.viewer.ILayerEditorPlugin/1.0"
-                                  << "editor";
-    QTest::newRow("QObject") << "QObject"
-                             << "object";
-    QTest::newRow("unknown") << "com.korvane.viewer.Nothing/1.0"
-                             << "none";
-}
-
-void TestPlugin::interfaceCasts()
-{
-    QFETCH(QString, name);
-    QFETCH(QString, part);
-    QObject* plugin = m_loader.instance();
-    void* cast = plugin->qt_metacast(name.toLatin1().constData());
-    void* expected = nullptr;
-    if (part == "object") expected = plugin;
-    if (part == "info") expected = static_cast<ILayerPluginInfo*>(qobject_cast<ILayerPluginInfo*>(plugin));
-    if (part == "factory") expected = static_cast<ILayerPlugin*>(qobject_cast<ILayerPlugin*>(plugin));
-    if (part == "editor") expected = static_cast<ILayerEditorPlugin*>(qobject_cast<ILayerEditorPlugin*>(plugin));
-    QCOMPARE(cast, expected);
-    if (part != "none") QVERIFY(cast);
 }
 
 void TestPlugin::identity()

@@ -158,6 +158,13 @@ class Handler(BaseHTTPRequestHandler):
         conn.close()
 
 
+class Server(ThreadingHTTPServer):
+    daemon_threads = True
+
+    def handle_error(self, request, client_address):
+        pass  # a client that hangs up (a cancelled read, a stopped run) is no news
+
+
 def main():
     ap = argparse.ArgumentParser()
     ap.add_argument("--file", help="the file to serve")
@@ -166,8 +173,7 @@ def main():
     ap.add_argument("--lifetime", type=float, default=300)
     ap.add_argument("--max-requests", type=int, default=20000)
     args = ap.parse_args()
-    server = ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-    server.daemon_threads = True
+    server = Server(("127.0.0.1", 0), Handler)
     server.data = open(args.file, "rb").read() if args.file else b""
     server.upstream = args.upstream
     server.delay = args.delay_ms / 1000.0

@@ -517,6 +517,9 @@ Failure HttpByteSource::Core::judge(Transfer& t, CURLcode code, std::string& tex
             break;
         case CURLE_COULDNT_RESOLVE_HOST:
         case CURLE_COULDNT_RESOLVE_PROXY:
+            // No such name: asking again at once finds none either (a later Reconnect may).
+            text = "Could not find the image server " + host + ": " + detail + ".";
+            return Failure::Other;
         case CURLE_COULDNT_CONNECT:
             text = "Could not connect to the image server " + host + ": " + detail + ".";
             return Failure::Connect;

@@ -318,10 +318,15 @@ void HttpByteSource::Core::run()
             m = multi;
         }
         for (const auto& t : toDrop) {
+            {
+                // A reader may have joined since: then it stays. Once out of the in-flight
+                // table nobody can join any more.
+                std::lock_guard<std::mutex> lock(mutex);
+                if (t->waiters > 0) continue;
+                t->state = Transfer::State::Cancelled;
+                releaseInflight(*t);
+            }
             detach(*t);
-            std::lock_guard<std::mutex> lock(mutex);
-            t->state = Transfer::State::Cancelled;
-            releaseInflight(*t);
         }
         if (!toDrop.empty()) cv.notify_all();
         if (reset) {

@@ -33,7 +33,7 @@ QString cutAtBar(const QString& text)
 
 }  // namespace
 
-XRVJP2kLayer::XRVJP2kLayer(Korvane::Map::IRendererClient* client) : Korvane::Map::RasterLayer(client), renderers(this)
+XRVJP2kLayer::XRVJP2kLayer(Korvane::Map::IRendererClient* client) : Korvane::Map::RasterLayer(client), m_renderers(this)
 {
     // The property table names the type as moc sees it inside the namespace.
     qRegisterMetaType<XRVJP2kLayer::ResampleType>("XRVJP2kLayer::ResampleType");
@@ -54,8 +54,8 @@ XRVJP2kLayer::XRVJP2kLayer(Korvane::Map::IRendererClient* client) : Korvane::Map
 
 XRVJP2kLayer::~XRVJP2kLayer()
 {
-    renderers.closeMain(freeCache);
-    renderers.closeBacking(freeCache);
+    m_renderers.closeMain(freeCache);
+    m_renderers.closeBacking(freeCache);
 }
 
 // ---- data source ----------------------------------------------------------------------------
@@ -78,18 +78,18 @@ bool XRVJP2kLayer::setDataSource(QString source)
     if (reopening) {
         kept = currentImageSettings();
         pixmapSmoothing = kept.method == Bilinear;
-        renderers.closeMain(getFreeCache());
+        m_renderers.closeMain(getFreeCache());
     }
-    renderers.closeBacking(getFreeCache());
+    m_renderers.closeBacking(getFreeCache());
 
-    const PLK::CError error = renderers.openMain(working, progressive);
+    const PLK::CError error = m_renderers.openMain(working, progressive);
     if (error.GetErrorNumber() != PLK::PLK_SUCCESS) {
         bandList.clear();
         valid = false;
         lastError = tr(error.GetErrorText());
         return false;
     }
-    if (backingStore && !renderers.openBacking(working)) return false;
+    if (backingStore && !m_renderers.openBacking(working)) return false;
 
     if (reopening)
         carryImageSettings(kept);
@@ -117,8 +117,8 @@ XRVJP2kLayer::ImageSettings XRVJP2kLayer::currentImageSettings()
 
 void XRVJP2kLayer::carryImageSettings(const ImageSettings& kept)
 {
-    // Quality layers, dither and hill shading start afresh with the new renderers.
-    renderers.both([&kept](XRVJP2kRenderer& to) {
+    // Quality layers, dither and hill shading start afresh with the new m_renderers.
+    m_renderers.both([&kept](XRVJP2kRenderer& to) {
         to.setTransformClip(quint8(kept.clip));
         to.setTransparency(kept.transparency);
         to.setBrightness(kept.brightness);
@@ -135,7 +135,7 @@ void XRVJP2kLayer::applyFirstOpenSettings()
     // coarse one anyway.
     renderer()->Parameters().SetResampleMethod(PLKResampleMethod(defaultResampleType));
     const quint8 clip = renderer()->getTransformClip();
-    renderers.both([clip](XRVJP2kRenderer& to) { to.setTransformClip(clip); });
+    m_renderers.both([clip](XRVJP2kRenderer& to) { to.setTransformClip(clip); });
     bandList = getDefaultBandList();
 }
 
@@ -166,12 +166,12 @@ bool XRVJP2kLayer::resolveSource(QString& source)
 
 void XRVJP2kLayer::requestViewAgain()
 {
-    const PLK::CError error = renderers.setMainView(bandList, lastView);
+    const PLK::CError error = m_renderers.setMainView(bandList, m_lastView);
     // After a re-open the flag tells whether repeating the last view FAILED, the opposite of
     // what setView leaves in it. Panels and projects written against this behaviour rely on
     // it, so it is kept deliberately; the backing renderer is given the view only then.
     viewSet = error.GetErrorNumber() != PLK::PLK_SUCCESS;
-    if (viewSet) renderers.setBackingView(bandList, lastView);
+    if (viewSet) m_renderers.setBackingView(bandList, m_lastView);
 }
 
 void XRVJP2kLayer::describeSource(const QString& source)
@@ -215,11 +215,11 @@ void XRVJP2kLayer::setView(int width, int height, double x1, double y1, double x
         info ? xrvClipAndSnap(XRVJP2kImageGrid::of(*info), screen) : std::nullopt;
     if (!clipped) {
         // Nothing of the image is on screen: drop the pictures so nothing stale is drawn.
-        renderers.both([](XRVJP2kRenderer& r) { r.clearImage(); });
+        m_renderers.both([](XRVJP2kRenderer& r) { r.clearImage(); });
         return;
     }
-    lastView = *clipped;
-    const PLK::CError error = renderers.setMainView(bandList, lastView);
+    m_lastView = *clipped;
+    const PLK::CError error = m_renderers.setMainView(bandList, m_lastView);
     if (error.GetErrorNumber() == ConnectionLost) {
         const qint64 now = QDateTime::currentMSecsSinceEpoch();
         if (now - lastReconnectTime > ReconnectIntervalMs) {
@@ -231,18 +231,18 @@ void XRVJP2kLayer::setView(int width, int height, double x1, double y1, double x
     // The backing picture covers the same ground at a quarter of the whole screen's size.
     if (viewSet) {
         XRVJP2kViewRequest backing = screen.scaled(0.25);
-        backing.x1 = lastView.x1;
-        backing.y1 = lastView.y1;
-        backing.x2 = lastView.x2;
-        backing.y2 = lastView.y2;
-        renderers.setBackingView(bandList, backing);
+        backing.x1 = m_lastView.x1;
+        backing.y1 = m_lastView.y1;
+        backing.x2 = m_lastView.x2;
+        backing.y2 = m_lastView.y2;
+        m_renderers.setBackingView(bandList, backing);
     }
 }
 
 void XRVJP2kLayer::refreshWithUpdate()
 {
-    if (renderer() && lastView.hasSize())
-        setView(lastView.width, lastView.height, lastView.x1, lastView.y1, lastView.x2, lastView.y2);
+    if (renderer() && m_lastView.hasSize())
+        setView(m_lastView.width, m_lastView.height, m_lastView.x1, m_lastView.y1, m_lastView.x2, m_lastView.y2);
     refresh(0, 0, 0, 0);
 }
 
@@ -259,7 +259,7 @@ void XRVJP2kLayer::endUpdate()
 void XRVJP2kLayer::paint(Korvane::GeoPainter& painter, const QRectF* world, const QRect* device)
 {
     if (!renderer() || !world || !device) return;
-    if (renderers.backing() && shouldPaintBacking()) renderers.backing()->paint(painter, *world, *device);
+    if (m_renderers.backing() && shouldPaintBacking()) m_renderers.backing()->paint(painter, *world, *device);
     renderer()->paint(painter, *world, *device);
     if (drawOutline) {
         const QRectF bounds = getBounds();
@@ -343,7 +343,7 @@ double XRVJP2kLayer::getTransparency()
 
 void XRVJP2kLayer::setTransparency(double value)
 {
-    renderers.both([value](XRVJP2kRenderer& r) { r.setTransparency(value); });
+    m_renderers.both([value](XRVJP2kRenderer& r) { r.setTransparency(value); });
 }
 
 double XRVJP2kLayer::getContrast()
@@ -353,7 +353,7 @@ double XRVJP2kLayer::getContrast()
 
 void XRVJP2kLayer::setContrast(double value)
 {
-    renderers.both([value](XRVJP2kRenderer& r) { r.setContrast(value); });
+    m_renderers.both([value](XRVJP2kRenderer& r) { r.setContrast(value); });
 }
 
 double XRVJP2kLayer::getBrightness()
@@ -363,7 +363,7 @@ double XRVJP2kLayer::getBrightness()
 
 void XRVJP2kLayer::setBrightness(double value)
 {
-    renderers.both([value](XRVJP2kRenderer& r) { r.setBrightness(value); });
+    m_renderers.both([value](XRVJP2kRenderer& r) { r.setBrightness(value); });
 }
 
 QVector<int> XRVJP2kLayer::getBandList()
@@ -385,8 +385,9 @@ XRVJP2kLayer::ResampleType XRVJP2kLayer::getResampleType()
 void XRVJP2kLayer::setResampleType(ResampleType type)
 {
     if (!renderer() || ResampleType(renderer()->Parameters().GetResampleMethod()) == type) return;
-    renderers.both([type](XRVJP2kRenderer& r) { r.Parameters().SetResampleMethod(PLKResampleMethod(type)); });
-    if (viewSet) setView(lastView.width, lastView.height, lastView.x1, lastView.y1, lastView.x2, lastView.y2);
+    m_renderers.both([type](XRVJP2kRenderer& r) { r.Parameters().SetResampleMethod(PLKResampleMethod(type)); });
+    if (viewSet)
+        setView(m_lastView.width, m_lastView.height, m_lastView.x1, m_lastView.y1, m_lastView.x2, m_lastView.y2);
 }
 
 bool XRVJP2kLayer::getFreeCache()
@@ -408,7 +409,7 @@ void XRVJP2kLayer::setPixmapSmoothing(bool smoothing)
 {
     pixmapSmoothing = smoothing;
     if (!renderer()) return;
-    renderers.both([smoothing](XRVJP2kRenderer& r) { r.setPixmapSmoothing(smoothing); });
+    m_renderers.both([smoothing](XRVJP2kRenderer& r) { r.setPixmapSmoothing(smoothing); });
     refresh(0, 0, 0, 0);
 }
 
@@ -460,7 +461,7 @@ QString XRVJP2kLayer::getSizeGigaPixel()
 void XRVJP2kLayer::setTransformClip(int percent)
 {
     if (!renderer()) return;
-    renderers.both([percent](XRVJP2kRenderer& r) { r.setTransformClip(quint8(percent)); });
+    m_renderers.both([percent](XRVJP2kRenderer& r) { r.setTransformClip(quint8(percent)); });
     refreshWithUpdate();
 }
 
@@ -501,8 +502,8 @@ bool XRVJP2kLayer::getBackingStore()
 void XRVJP2kLayer::setBackingStore(bool backing)
 {
     backingStore = backing;
-    if (!backing && renderers.backing()) {
-        renderers.dropBacking();
+    if (!backing && m_renderers.backing()) {
+        m_renderers.dropBacking();
     } else {
         // The main file is closed and opened again within this call: it must keep its cached
         // data meanwhile.

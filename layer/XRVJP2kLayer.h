@@ -174,7 +174,7 @@ public:
     QList<QString> getBandDescriptions();
 
 private:
-    XRVJP2kRenderer* renderer() const { return renderers.main(); }
+    XRVJP2kRenderer* renderer() const { return m_renderers.main(); }
     void refreshWithUpdate();
     QVector<int> getDefaultBandList();
 
@@ -201,7 +201,7 @@ private:
     QString viewName();
 
     // The last view after clipping to the image and snapping to whole cells.
-    XRVJP2kViewRequest lastView;
+    XRVJP2kViewRequest m_lastView;
     bool updating = false;
     bool freeCache = true;
     bool visible = true;
@@ -215,7 +215,7 @@ private:
     bool backingStore;
     ResampleType defaultResampleType;
     QVector<qint32> bandList;
-    XRVJP2kRendererPair renderers;
+    XRVJP2kRendererPair m_renderers;
     QString lastError;
     QString sizeGigaPixel;
     QString sizeOnDisk;

@@ -176,7 +176,7 @@ void XRVJP2kRenderer::clearImage()
     XRVJP2kImageLock lock(&imageMutex);
     delete currentImage;
     currentImage = nullptr;
-    shownImage.reset();
+    m_shownImage.reset();
 }
 
 PLKReadStatus XRVJP2kRenderer::readView(int width, int height, double x1, double y1, double x2, double y2)
@@ -259,8 +259,8 @@ PLKReadStatus XRVJP2kRenderer::install(Korvane::GeoImage* picture, PLKReadStatus
     XRVJP2kImageLock lock(&imageMutex);
     delete currentImage;
     currentImage = picture;
-    shownImage = std::move(shown);
-    shownLook = look;
+    m_shownImage = std::move(shown);
+    m_shownLook = look;
     return status;
 }
 
@@ -296,15 +296,15 @@ void XRVJP2kRenderer::paint(QPainter& painter, const QRectF& world, const QRect&
     XRVJP2kImageLock lock(&imageMutex);
     if (!currentImage) return;
     const Look look = currentLook();
-    if (!(look == shownLook)) {
+    if (!(look == m_shownLook)) {
         // A setting changed since the picture was installed.
-        shownImage = lookOf(*currentImage, look);
-        shownLook = look;
+        m_shownImage = lookOf(*currentImage, look);
+        m_shownLook = look;
     }
     painter.save();
     painter.setRenderHint(QPainter::SmoothPixmapTransform, pixmapSmoothing);
     painter.setOpacity(look.transparency);
-    drawPicture(painter, shownImage ? *shownImage : *currentImage, world, device);
+    drawPicture(painter, m_shownImage ? *m_shownImage : *currentImage, world, device);
     painter.restore();
 }
 

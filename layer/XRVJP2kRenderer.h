@@ -124,9 +124,9 @@ private:
 
     QMutex imageMutex;
     Korvane::GeoImage* currentImage = nullptr;
-    // currentImage with shownLook worked in, or null when it is painted as it is.
-    std::unique_ptr<Korvane::GeoImage> shownImage;
-    Look shownLook;
+    // currentImage with m_shownLook worked in, or null when it is painted as it is.
+    std::unique_ptr<Korvane::GeoImage> m_shownImage;
+    Look m_shownLook;
     Korvane::Map::Layer* ownerLayer;
     // Set on the GUI thread, read also by the reading thread when it installs a picture.
     std::atomic<double> transparency{1.0};

@@ -55,12 +55,12 @@ const QStringList& cacheFilePatterns()
 XRVJP2kPreferences::XRVJP2kPreferences(QWidget* parent) : XRVJP2kPreferences(Korvane::System::getTotalRAM(), parent) {}
 
 XRVJP2kPreferences::XRVJP2kPreferences(qint64 totalMemory, QWidget* parent)
-    : QWidget(parent, Qt::WindowFlags()), ui(new Ui::XRVJP2kPreferencesClass), totalMemoryMb(totalMemory)
+    : QWidget(parent, Qt::WindowFlags()), ui(new Ui::XRVJP2kPreferencesClass), m_totalMemoryMb(totalMemory)
 {
     ui->setupUi(this);
     setObjectName(QStringLiteral("XRV JP2"));
-    maxMemoryMb = std::min(quint64(std::max<qint64>(totalMemoryMb, 0) >> 2), MostMemoryMb);
-    recommendedMemoryMb = std::min(maxMemoryMb, RecommendedMemoryMb);
+    m_maxMemoryMb = std::min(quint64(std::max<qint64>(m_totalMemoryMb, 0) >> 2), MostMemoryMb);
+    m_recommendedMemoryMb = std::min(m_maxMemoryMb, RecommendedMemoryMb);
     readSettings();
     connectWidgets();
     init();
@@ -82,20 +82,20 @@ void XRVJP2kPreferences::readSettings()
     // until the user first saves this page, the engine keeps its own and the page proposes these.
     QSettings& s = settings();
     using namespace XRVJP2kSettings;
-    streamCacheEnabled = LocalXrvpCache.in(s).toBool();
-    memoryCacheSizeMb = CacheMaxMemMb.in(s).toULongLong();
-    cacheDir = XrvpCacheDir.in(s, defaultCacheDir()).toString();
-    diskCacheSizeMb = DiskCacheMaxSizeMb.in(s, qulonglong(FullDiskCacheMb)).toULongLong();
-    textureDither = TextureDither.in(s).toBool();
-    resilientDecoding = ResilientDecoding.in(s).toBool();
-    optimiseNonProgressive = OptimizeNonProgressive.in(s).toBool();
-    nearestNeighbour = OptimizeNearestNeighbour.in(s).toBool();
-    adaptiveRendering = AdaptiveRendering.in(s).toBool();
-    clipPercent = DefaultClipTransform.in(s).toInt();
-    openProgressive = OpenProgressive.in(s).toBool();
-    useWinHttp = UseWinHTTPInXrvp.in(s).toBool();
-    userAgent = XRVPUserAgent.in(s, QGuiApplication::applicationDisplayName()).toString();
-    logSdkEvents = LogXrvEvents.in(s).toBool();
+    m_streamCacheEnabled = LocalXrvpCache.in(s).toBool();
+    m_memoryCacheSizeMb = CacheMaxMemMb.in(s).toULongLong();
+    m_cacheDir = XrvpCacheDir.in(s, defaultCacheDir()).toString();
+    m_diskCacheSizeMb = DiskCacheMaxSizeMb.in(s, qulonglong(FullDiskCacheMb)).toULongLong();
+    m_textureDither = TextureDither.in(s).toBool();
+    m_resilientDecoding = ResilientDecoding.in(s).toBool();
+    m_optimiseNonProgressive = OptimizeNonProgressive.in(s).toBool();
+    m_nearestNeighbour = OptimizeNearestNeighbour.in(s).toBool();
+    m_adaptiveRendering = AdaptiveRendering.in(s).toBool();
+    m_clipPercent = DefaultClipTransform.in(s).toInt();
+    m_openProgressive = OpenProgressive.in(s).toBool();
+    m_useWinHttp = UseWinHTTPInXrvp.in(s).toBool();
+    m_userAgent = XRVPUserAgent.in(s, QGuiApplication::applicationDisplayName()).toString();
+    m_logSdkEvents = LogXrvEvents.in(s).toBool();
 }
 
 void XRVJP2kPreferences::connectWidgets()
@@ -129,140 +129,140 @@ void XRVJP2kPreferences::init()
 void XRVJP2kPreferences::showMemoryCache()
 {
     ui->xrvpMemCacheDirSizeSlider->setRange(10, 100);
-    ui->xrvpMemCacheDirSizeSlider->setValue(percentOf(memoryCacheSizeMb, maxMemoryMb));
-    ui->xrvpCacheDirLabel->setText(megabytesText(memoryCacheSizeMb, "%2.2f"));
+    ui->xrvpMemCacheDirSizeSlider->setValue(percentOf(m_memoryCacheSizeMb, m_maxMemoryMb));
+    ui->xrvpCacheDirLabel->setText(megabytesText(m_memoryCacheSizeMb, "%2.2f"));
     // Once replaced, the placeholder is gone: later calls leave the sentence as it is.
     QString sentence = ui->memCacheLabel->text();
-    sentence.replace(QStringLiteral("${MEMORY}"), megabytesText(recommendedMemoryMb, "%2.2f"));
+    sentence.replace(QStringLiteral("${MEMORY}"), megabytesText(m_recommendedMemoryMb, "%2.2f"));
     ui->memCacheLabel->setText(sentence);
 }
 
 void XRVJP2kPreferences::showDiskCache()
 {
-    ui->diskCacheGroupBox->setChecked(streamCacheEnabled);
-    ui->xrvpDiskCacheLocationEdit->setText(cacheDir);
+    ui->diskCacheGroupBox->setChecked(m_streamCacheEnabled);
+    ui->xrvpDiskCacheLocationEdit->setText(m_cacheDir);
     ui->xrvpDiskCacheSizeSlider->setRange(20, 100);
-    ui->xrvpDiskCacheSizeSlider->setValue(percentOf(diskCacheSizeMb, FullDiskCacheMb));
+    ui->xrvpDiskCacheSizeSlider->setValue(percentOf(m_diskCacheSizeMb, FullDiskCacheMb));
     ui->xrvpDiskCacheSizeLabel->setText(Korvane::Util::String::formatFileSize(cacheBytesInUse(), "%2.2f"));
-    ui->xrvpDiskCacheLabel->setText(megabytesText(diskCacheSizeMb, "  %2.2f"));
+    ui->xrvpDiskCacheLabel->setText(megabytesText(m_diskCacheSizeMb, "  %2.2f"));
 }
 
 void XRVJP2kPreferences::showOptions()
 {
-    ui->useBilinearSampling->setChecked(!nearestNeighbour);
-    ui->useAdaptiveRendering->setChecked(adaptiveRendering);
-    ui->useXrvTexture->setChecked(textureDither);
+    ui->useBilinearSampling->setChecked(!m_nearestNeighbour);
+    ui->useAdaptiveRendering->setChecked(m_adaptiveRendering);
+    ui->useXrvTexture->setChecked(m_textureDither);
     ui->useOpenProgressive->setChecked(false);
-    ui->useOpenProgressive->setChecked(openProgressive);
-    ui->clipPercent->setValue(clipPercent);
-    ui->useWinHTTPInXRVP->setChecked(useWinHttp);
-    ui->userAgentLineEdit->setText(userAgent);
-    ui->useResilientDecoding->setChecked(resilientDecoding);
-    ui->logXrvMessages->setChecked(logSdkEvents);
+    ui->useOpenProgressive->setChecked(m_openProgressive);
+    ui->clipPercent->setValue(m_clipPercent);
+    ui->useWinHTTPInXRVP->setChecked(m_useWinHttp);
+    ui->userAgentLineEdit->setText(m_userAgent);
+    ui->useResilientDecoding->setChecked(m_resilientDecoding);
+    ui->logXrvMessages->setChecked(m_logSdkEvents);
 }
 
 QStringList XRVJP2kPreferences::cacheFileNames() const
 {
-    return QDir(cacheDir).entryList(cacheFilePatterns(), QDir::Files, QDir::NoSort);
+    return QDir(m_cacheDir).entryList(cacheFilePatterns(), QDir::Files, QDir::NoSort);
 }
 
 quint64 XRVJP2kPreferences::cacheBytesInUse() const
 {
     quint64 bytes = 0;
-    const QDir folder(cacheDir);
+    const QDir folder(m_cacheDir);
     for (const QString& name : cacheFileNames()) bytes += quint64(QFileInfo(folder.filePath(name)).size());
     return bytes;
 }
 
 void XRVJP2kPreferences::onSavePrefs()
 {
-    userAgent = ui->userAgentLineEdit->text();
+    m_userAgent = ui->userAgentLineEdit->text();
     QSettings& s = settings();
     using namespace XRVJP2kSettings;
-    TextureDither.store(s, textureDither);
-    LocalXrvpCache.store(s, streamCacheEnabled);
-    XrvpCacheDir.store(s, cacheDir);
-    CacheMaxMemMb.store(s, qulonglong(memoryCacheSizeMb));
-    DiskCacheMaxSizeMb.store(s, qulonglong(diskCacheSizeMb));
-    ResilientDecoding.store(s, resilientDecoding);
-    OptimizeNonProgressive.store(s, optimiseNonProgressive);
-    OptimizeNearestNeighbour.store(s, nearestNeighbour);
-    AdaptiveRendering.store(s, adaptiveRendering);
-    DefaultClipTransform.store(s, uint(clipPercent));
-    OpenProgressive.store(s, openProgressive);
-    UseWinHTTPInXrvp.store(s, useWinHttp);
-    XRVPUserAgent.store(s, userAgent);
-    LogXrvEvents.store(s, logSdkEvents);
+    TextureDither.store(s, m_textureDither);
+    LocalXrvpCache.store(s, m_streamCacheEnabled);
+    XrvpCacheDir.store(s, m_cacheDir);
+    CacheMaxMemMb.store(s, qulonglong(m_memoryCacheSizeMb));
+    DiskCacheMaxSizeMb.store(s, qulonglong(m_diskCacheSizeMb));
+    ResilientDecoding.store(s, m_resilientDecoding);
+    OptimizeNonProgressive.store(s, m_optimiseNonProgressive);
+    OptimizeNearestNeighbour.store(s, m_nearestNeighbour);
+    AdaptiveRendering.store(s, m_adaptiveRendering);
+    DefaultClipTransform.store(s, uint(m_clipPercent));
+    OpenProgressive.store(s, m_openProgressive);
+    UseWinHTTPInXrvp.store(s, m_useWinHttp);
+    XRVPUserAgent.store(s, m_userAgent);
+    LogXrvEvents.store(s, m_logSdkEvents);
     s.remove(QLatin1String(ObsoleteLogLevel));
     // The one setting that needs no restart: the sinks follow it at once.
-    emit sdkLoggingChosen(logSdkEvents);
+    emit sdkLoggingChosen(m_logSdkEvents);
 }
 
 void XRVJP2kPreferences::onCacheDirSliderMove(int value)
 {
-    const quint64 size = quint64(maxMemoryMb * (value / 100.0));
+    const quint64 size = quint64(m_maxMemoryMb * (value / 100.0));
     ui->xrvpCacheDirLabel->setText(megabytesText(size, "  %2.2f"));
-    memoryCacheSizeMb = size;
+    m_memoryCacheSizeMb = size;
 }
 
 void XRVJP2kPreferences::onDiskCacheSliderMove(int value)
 {
     const quint64 size = quint64(value / 100.0 * FullDiskCacheMb);
     ui->xrvpDiskCacheLabel->setText(megabytesText(size, "  %2.2f"));
-    diskCacheSizeMb = size;
+    m_diskCacheSizeMb = size;
 }
 
 void XRVJP2kPreferences::onEnableXRVPCache(bool checked)
 {
-    streamCacheEnabled = checked;
+    m_streamCacheEnabled = checked;
 }
 
 void XRVJP2kPreferences::onChooseXRVPCacheDir(bool)
 {
     const QFileDialog::Options options(QFileDialog::ShowDirsOnly | QFileDialog::DontResolveSymlinks);
     const QString folder =
-        QFileDialog::getExistingDirectory(this, tr("Choose XRVP Cache Directory"), cacheDir, options);
+        QFileDialog::getExistingDirectory(this, tr("Choose XRVP Cache Directory"), m_cacheDir, options);
     if (folder.isNull()) return;
     // The location field shows the new folder from the next init() on.
     if (QDir(folder).exists())
-        cacheDir = folder;
+        m_cacheDir = folder;
     else
         QMessageBox::warning(this, tr("Error"), tr("Directory does not exist!"), QMessageBox::Ok);
 }
 
 void XRVJP2kPreferences::onClipPercent(int value)
 {
-    clipPercent = value;
+    m_clipPercent = value;
 }
 
 void XRVJP2kPreferences::onUseBilinear(bool checked)
 {
-    nearestNeighbour = !checked;
+    m_nearestNeighbour = !checked;
 }
 
 void XRVJP2kPreferences::onUseResilientDecoding(bool checked)
 {
-    resilientDecoding = checked;
+    m_resilientDecoding = checked;
 }
 
 void XRVJP2kPreferences::onUseAdaptiveRendering(bool checked)
 {
-    adaptiveRendering = checked;
+    m_adaptiveRendering = checked;
 }
 
 void XRVJP2kPreferences::onUseTexturing(bool checked)
 {
-    textureDither = checked;
+    m_textureDither = checked;
 }
 
 void XRVJP2kPreferences::onUseWinHTTPInXRVP(bool checked)
 {
-    useWinHttp = checked;
+    m_useWinHttp = checked;
 }
 
 void XRVJP2kPreferences::onAlwaysOpenProgressive(bool checked)
 {
-    openProgressive = checked;
+    m_openProgressive = checked;
 }
 
 void XRVJP2kPreferences::onClearDiskCache(bool)
@@ -272,7 +272,7 @@ void XRVJP2kPreferences::onClearDiskCache(bool)
         tr("Clearing the XRVP disk cache cannot be undone.\n\nAre you sure you want to clear the disk cache?"),
         QMessageBox::Ok | QMessageBox::Cancel, QMessageBox::NoButton);
     if (answer != QMessageBox::Ok) return;
-    QDir folder(cacheDir);
+    QDir folder(m_cacheDir);
     bool allRemoved = true;
     for (const QString& name : cacheFileNames()) allRemoved = folder.remove(name) && allRemoved;
     // Files still open in a map view's stream stay; the rest go. The usage figure is left as
@@ -285,10 +285,10 @@ void XRVJP2kPreferences::onClearDiskCache(bool)
 
 void XRVJP2kPreferences::onViewFiles(bool)
 {
-    if (!QDir(cacheDir).exists()) QDir().mkpath(cacheDir);
+    if (!QDir(m_cacheDir).exists()) QDir().mkpath(m_cacheDir);
     // The folder text as it stands, not a local-file URL: the desktop's file browser takes both.
-    if (!QDesktopServices::openUrl(QUrl(cacheDir, QUrl::TolerantMode)))
-        QMessageBox::warning(this, tr("Error"), tr("Could not open local XRVP cache folder '%1'.").arg(cacheDir),
+    if (!QDesktopServices::openUrl(QUrl(m_cacheDir, QUrl::TolerantMode)))
+        QMessageBox::warning(this, tr("Error"), tr("Could not open local XRVP cache folder '%1'.").arg(m_cacheDir),
                              QMessageBox::Ok);
 }
 
@@ -297,22 +297,22 @@ void XRVJP2kPreferences::onDefaults(bool)
     // Texture dithering on and an empty User-Agent differ from the values the page reads when
     // nothing is stored; the defaults are meant to be these. Progressive opening and adaptive
     // rendering keep their values.
-    textureDither = true;
-    streamCacheEnabled = true;
-    memoryCacheSizeMb = recommendedMemoryMb;
-    cacheDir = defaultCacheDir();
-    diskCacheSizeMb = FullDiskCacheMb;
-    resilientDecoding = true;
-    optimiseNonProgressive = false;
-    nearestNeighbour = true;
-    clipPercent = 99;
-    useWinHttp = false;
-    userAgent.clear();
-    logSdkEvents = true;
+    m_textureDither = true;
+    m_streamCacheEnabled = true;
+    m_memoryCacheSizeMb = m_recommendedMemoryMb;
+    m_cacheDir = defaultCacheDir();
+    m_diskCacheSizeMb = FullDiskCacheMb;
+    m_resilientDecoding = true;
+    m_optimiseNonProgressive = false;
+    m_nearestNeighbour = true;
+    m_clipPercent = 99;
+    m_useWinHttp = false;
+    m_userAgent.clear();
+    m_logSdkEvents = true;
     init();
 }
 
 void XRVJP2kPreferences::onLogXrv(bool bLogXrv)
 {
-    logSdkEvents = bLogXrv;
+    m_logSdkEvents = bLogXrv;
 }

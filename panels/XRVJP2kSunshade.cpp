@@ -14,8 +14,8 @@
 XRVJP2kSunshade::XRVJP2kSunshade(QWidget* parent) : QWidget(parent), ui(new Ui::XRVJP2kSunshadeClass)
 {
     ui->setupUi(this);
-    sunShade = new SunShadeWidget(this);
-    ui->vboxLayout3->addWidget(sunShade);
+    m_sunShade = new SunShadeWidget(this);
+    ui->vboxLayout3->addWidget(m_sunShade);
     ui->vboxLayout3->setContentsMargins(0, 0, 0, 0);
     ui->vboxLayout3->setSpacing(0);
     XRVJP2kWheelGuard::install(this);

@@ -28,7 +28,7 @@ public:
     explicit XRVJP2kSunshade(QWidget* parent = nullptr);
     ~XRVJP2kSunshade() override;
 
-    SunShadeWidget* sunPicker() const { return sunShade; }
+    SunShadeWidget* sunPicker() const { return m_sunShade; }
 
 public slots:
     void onLayerActivated(Korvane::Map::Layer* layer);
@@ -43,11 +43,10 @@ private:
     void refreshLayer();
 
     std::unique_ptr<Ui::XRVJP2kSunshadeClass> ui;
-    SunShadeWidget* sunShade = nullptr;
+    SunShadeWidget* m_sunShade = nullptr;
     // Cleared by the layer's destruction too: a layer that is gone is never reached.
     QPointer<Korvane::XRVJP2kLayer> layer;
     // Starting angles of the sun; the layer's own angles are what the controls show.
     double azimuth = 45.0;
     double elevation = 45.0;
-    bool dragging = false;
 };

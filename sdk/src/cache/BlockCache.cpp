@@ -6,6 +6,8 @@ namespace PLK {
 namespace Engine {
 
 namespace {
+constexpr size_t kMaxFailedBlocks = 1u << 18;
+
 uint64_t blockBytes(const Block& b)
 {
     return b.cells.bytes() + sizeof(Block) + 64;
@@ -51,13 +53,19 @@ BlockCache::BlockPtr BlockCache::find(const BlockKey& key)
 bool BlockCache::contains(const BlockKey& key) const
 {
     std::lock_guard<std::mutex> lock(m_mutex);
-    return m_entries.count(key) != 0;
+    return m_entries.count(key) != 0 || m_failed.count(key) != 0;
+}
+
+bool BlockCache::failed(const BlockKey& key) const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_failed.count(key) != 0;
 }
 
 bool BlockCache::claim(const BlockKey& key)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_entries.count(key) || m_inFlight.count(key)) return false;
+    if (m_entries.count(key) || m_inFlight.count(key) || m_failed.count(key)) return false;
     m_inFlight.emplace(key, true);
     return true;
 }
@@ -86,6 +94,19 @@ void BlockCache::abandon(const BlockKey& key)
     m_published.notify_all();
 }
 
+void BlockCache::fail(const BlockKey& key)
+{
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_inFlight.erase(key);
+        // The record of failures stays small: past the cap the oldest views' failures are
+        // forgotten and, if asked for again, tried again (the decoder remembers the tile).
+        if (m_failed.size() >= kMaxFailedBlocks) m_failed.clear();
+        m_failed.insert(key);
+    }
+    m_published.notify_all();
+}
+
 BlockCache::BlockPtr BlockCache::waitFor(const BlockKey& key)
 {
     std::unique_lock<std::mutex> lock(m_mutex);
@@ -99,6 +120,8 @@ BlockCache::BlockPtr BlockCache::waitFor(const BlockKey& key)
 void BlockCache::dropImage(uint64_t image)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
+    for (auto it = m_failed.begin(); it != m_failed.end();)
+        it = it->image == image ? m_failed.erase(it) : std::next(it);
     for (auto it = m_entries.begin(); it != m_entries.end();) {
         if (it->first.image == image) {
             m_bytes -= blockBytes(*it->second.block);

@@ -10,6 +10,7 @@
 #include <memory>
 #include <mutex>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "cache/Block.h"
 #include "cache/BlockKey.h"
@@ -38,6 +39,11 @@ public:
     bool claim(const BlockKey& key);
     void publish(const BlockKey& key, BlockPtr block);
     void abandon(const BlockKey& key);
+    /// Gives up on a claimed block for good: its tile cannot be decoded. It then counts as
+    /// done (contains() is true, so a view's progress reaches 100 %) but find() has no cells
+    /// for it and nobody claims it again until the image is dropped.
+    void fail(const BlockKey& key);
+    bool failed(const BlockKey& key) const;
     /// Waits while another worker decodes the block, then returns it (null when that worker
     /// gave up or it was never claimed).
     BlockPtr waitFor(const BlockKey& key);
@@ -55,6 +61,7 @@ private:
     std::condition_variable m_published;
     std::unordered_map<BlockKey, Entry, BlockKeyHash> m_entries;
     std::unordered_map<BlockKey, bool, BlockKeyHash> m_inFlight;
+    std::unordered_set<BlockKey, BlockKeyHash> m_failed;
     std::list<BlockKey> m_lru;  ///< most recently used first
     uint64_t m_bytes = 0;
     uint64_t m_limit;

@@ -119,12 +119,18 @@ void decodeTile(const BlockFetcher::Request& r, uint32_t layers, uint32_t tile, 
         bytes ? r.decoder->decodeFrom(*bytes, tile, r.level, layers, bound, decoded, r.cancel.get(), r.resilient)
               : r.decoder->decode(tile, r.level, layers, bound, decoded, r.cancel.get(), r.resilient);
     if (error) {
-        for (const BlockRef& ref : mine) cache.abandon(ref.key);
-        if (error.GetErrorNumber() != PLK_ERROR_CANCELLED) {
-            CLog::Log("cache", LOG_WARNING, "Tile %u at level %u could not be decoded: %s", tile, r.level,
+        const bool cancel = error.GetErrorNumber() == PLK_ERROR_CANCELLED;
+        // A tile that cannot be decoded stays no data for this open image: not tried again on
+        // every redraw, and its blocks count as done. The decoder warns about it once.
+        // Bytes that could not be read (a stream's lost connection) are asked for again later.
+        const bool again = cancel || error.GetErrorNumber() == PLK_ERROR_FILE_READ;
+        for (const BlockRef& ref : mine) again ? cache.abandon(ref.key) : cache.fail(ref.key);
+        if (!cancel) {
+            CLog::Log("cache", LOG_DEBUG, "Tile %u at level %u could not be decoded: %s", tile, r.level,
                       error.GetErrorText());
             state.fail(error);
         }
+        if (!cancel && r.onBlocksReady) r.onBlocksReady(static_cast<uint32_t>(mine.size()));
         return;
     }
     for (const BlockRef& ref : mine) {
@@ -195,6 +201,8 @@ CError BlockFetcher::fetch(const Request& request, RegionBuffer& out)
             if (auto block = m_cache.find(ref.key)) {
                 state.got[ref.key] = block;
                 ++cached;
+            } else if (m_cache.failed(ref.key)) {
+                ++cached;  // known to be no data: done, nothing to decode
             } else {
                 missing[tile].push_back(ref);
             }
@@ -250,7 +258,12 @@ CError BlockFetcher::fetch(const Request& request, RegionBuffer& out)
 
     for (const BlockRef& ref : all) {
         auto it = state.got.find(ref.key);
-        if (it != state.got.end()) copyCells(it->second->cells, it->second->rect, out, r.window);
+        if (it != state.got.end()) {
+            copyCells(it->second->cells, it->second->rect, out, r.window);
+        } else {
+            const LevelRect m = ref.rect.intersected(r.window);
+            out.missing.push_back({m.x0 - r.window.x0, m.y0 - r.window.y0, m.x1 - r.window.x0, m.y1 - r.window.y0});
+        }
     }
     return state.firstError;
 }

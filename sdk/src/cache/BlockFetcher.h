@@ -43,7 +43,8 @@ public:
     explicit BlockFetcher(BlockCache& cache);
 
     /// Fills `out` with the window's cells (every band). Cells of tiles that failed to decode
-    /// stay 0; the first such failure is returned. A cancelled fetch returns
+    /// stay 0 and are listed in `out.missing`; the first failure of this fetch is returned
+    /// (tiles known to have failed before are not tried again). A cancelled fetch returns
     /// PLK_ERROR_CANCELLED.
     CError fetch(const Request& request, RegionBuffer& out);
 

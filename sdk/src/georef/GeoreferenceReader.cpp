@@ -10,6 +10,7 @@
 #include "georef/GdalReadScope.h"
 #include "georef/GdalSourceRegistration.h"
 #include "georef/GeoTransformConverter.h"
+#include "georef/SingleTileHeaderSource.h"
 #include "georef/WorldFileReader.h"
 
 namespace PLK {
@@ -116,7 +117,7 @@ Georeferencing GeoreferenceReader::read(const std::shared_ptr<ByteSource>& sourc
     DatasetFacts facts;
     std::string origin = "none";
     if (source) {
-        GdalSourceRegistration registration(source);
+        GdalSourceRegistration registration(std::make_shared<SingleTileHeaderSource>(source));
         facts = readBoxes(registration.path(), origin);
     }
     if (!facts.hasGeoTransform && WorldFileReader::readGeoTransform(localPath, facts.gt) &&

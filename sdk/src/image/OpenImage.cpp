@@ -39,6 +39,19 @@ uint32_t statisticsLevel(const RegionDecoder& decoder)
     return level;
 }
 
+// At most 2048 x 2048 cells of the statistics level (fewer for images of many bands), from
+// its centre: an image with too few resolution levels is then sampled rather than decoded
+// whole, whatever size it claims.
+LevelRect statisticsWindow(const LevelRect& level, size_t bands)
+{
+    int64_t kMost = 2048;
+    while (kMost > 16 && uint64_t(kMost) * uint64_t(kMost) * bands > (uint64_t(16) << 20)) kMost /= 2;
+    LevelRect r = level;
+    if (r.width() > kMost) r.x0 += (r.width() - kMost) / 2, r.x1 = r.x0 + kMost;
+    if (r.height() > kMost) r.y0 += (r.height() - kMost) / 2, r.y1 = r.y0 + kMost;
+    return r;
+}
+
 }  // namespace
 
 std::shared_ptr<OpenImage> OpenImage::open(const std::string& name, const OpenSettings& settings, CError& error)
@@ -113,16 +126,29 @@ CError OpenImage::countHistograms()
     request.source = m_source;
     request.bands = static_cast<uint32_t>(d.bands.size());
     request.level = statisticsLevel(*m_container.decoder);
-    request.window = m_container.decoder->levelRect(request.level);
+    request.window = statisticsWindow(m_container.decoder->levelRect(request.level), d.bands.size());
     request.resilient = m_settings.resilient;
 
     RegionBuffer cells;
     const CError error = BlockFetcher(BlockCache::shared()).fetch(request, cells);
-    if (error) return error;
+    if (error.GetErrorNumber() == PLK_ERROR_CANCELLED) return error;
+    // Cells that could not be decoded are no data: they take no part in the figures.
+    const std::vector<uint8_t> valid = cells.validity();
+    const size_t count = valid.size();
+    if (std::count(valid.begin(), valid.end(), uint8_t(1)) == 0 && error) return error;
     m_histograms.clear();
+    std::vector<int32_t> kept;
     for (uint32_t b = 0; b < cells.bands && b < d.bands.size(); ++b) {
         m_histograms.emplace_back(d.bands[b].bits, d.bands[b].isSigned);
-        m_histograms.back().add(cells.plane(b), static_cast<size_t>(cells.width) * cells.height);
+        if (cells.missing.empty()) {
+            m_histograms.back().add(cells.plane(b), count);
+            continue;
+        }
+        kept.clear();
+        const int32_t* plane = cells.plane(b);
+        for (size_t i = 0; i < count; ++i)
+            if (valid[i]) kept.push_back(plane[i]);
+        m_histograms.back().add(kept.data(), kept.size());
     }
     return CError();
 }

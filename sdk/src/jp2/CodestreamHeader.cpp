@@ -80,6 +80,7 @@ CError CodestreamHeader::parse(const uint8_t* bytes, size_t size, bool complete)
             return damaged("the main header is cut short");
         }
         if (marker == SIZ) m_sizOffset = m_keptHeader.size();
+        if (marker == COD) mergeCoding(marker, bytes + pos + 4, segment - 2);
         if (const CError error = parseMarker(marker, bytes + pos + 4, segment - 2)) return error;
         if (marker != TLM && marker != PLM && marker != PPM)
             m_keptHeader.insert(m_keptHeader.end(), bytes + pos, bytes + pos + 2 + segment);
@@ -206,7 +207,97 @@ CError CodestreamHeader::parseCoc(const uint8_t* body, size_t length)
     if (index >= components.size()) return damaged("a COC marker names a component that does not exist");
     if (levels > kMaxDecompositions) return damaged("it claims " + std::to_string(levels) + " decomposition levels");
     m_cocDecompositions[index] = levels;
+    m_mostDecompositions = std::max(m_mostDecompositions, levels);
+    mergeCoding(COC, body, length);
     return {};
+}
+
+// COD and COC segments, wherever they are, as far as decodeMemory() cares: code-block and
+// precinct sizes and decomposition levels. Damaged values are OpenJPEG's to refuse.
+void CodestreamHeader::mergeCoding(uint16_t marker, const uint8_t* body, size_t length)
+{
+    ByteCursor c(body, length);
+    uint8_t style = 0;
+    if (marker == COD) {
+        style = c.u8();
+        c.u8();  // progression
+        m_mostLayers = std::max<uint16_t>(m_mostLayers, c.u16());
+        c.u8();  // multiple component transform
+    } else {
+        c.skip(components.size() < 257 ? 1 : 2);
+        style = c.u8();
+    }
+    const uint8_t levels = c.u8();
+    const uint8_t w = c.u8(), h = c.u8();
+    c.skip(2);  // code-block style, transform
+    if (!c.ok()) return;
+    m_mostDecompositions = std::max<uint8_t>(m_mostDecompositions, std::min<uint8_t>(levels, kMaxDecompositions));
+    m_smallestBlockExp = std::min<uint8_t>(m_smallestBlockExp, std::min(w, uint8_t(8)) + std::min(h, uint8_t(8)) + 4);
+    if (style & 0x01) {
+        for (uint32_t r = 0; r <= levels && c.ok(); ++r) {
+            const uint8_t b = c.u8();
+            if (c.ok())
+                m_smallestPrecinctExp = std::min<uint8_t>({m_smallestPrecinctExp, uint8_t(b & 0x0F), uint8_t(b >> 4)});
+        }
+    }
+}
+
+void CodestreamHeader::mergeTilePartCoding(const uint8_t* bytes, size_t size)
+{
+    size_t pos = mainHeaderLength;
+    // Tile-part after tile-part: the SOT segment, the header's markers up to SOD, then skip
+    // to the next SOT by the tile-part's length.
+    while (size - std::min(size, pos) >= 12 && ByteCursor::peek16(bytes + pos) == SOT) {
+        const size_t start = pos;
+        const uint32_t psot = ByteCursor::peek32(bytes + pos + 6);
+        pos += 12;
+        while (size - pos >= 4) {
+            const uint16_t marker = ByteCursor::peek16(bytes + pos);
+            if (marker == SOD) break;
+            const size_t segment = ByteCursor::peek16(bytes + pos + 2);
+            if (segment < 2 || size - pos - 2 < segment) return;
+            if (marker == COD || marker == COC) mergeCoding(marker, bytes + pos + 4, segment - 2);
+            pos += 2 + segment;
+        }
+        if (psot < 14 || size - start < psot) return;
+        pos = start + psot;
+    }
+}
+
+uint64_t CodestreamHeader::decodeMemory(uint32_t reduce, const GridRect& area) const
+{
+    // Sizes of OpenJPEG 2.5's structures, rounded up: a code-block with its two tag-tree
+    // leaves and their share of the inner nodes, and a precinct of one sub-band.
+    constexpr uint64_t kPerCodeBlock = 256;
+    constexpr uint64_t kPerPrecinct = 160;
+    const uint64_t tw = uint64_t(xsiz) - xosiz, th = uint64_t(ysiz) - yosiz;
+    const uint32_t resolutions = m_mostDecompositions + 1u;
+    const uint32_t pp = m_smallestPrecinctExp;
+    uint64_t structures = 0, widestPrecincts = 1;
+    for (const CodestreamComponent& comp : components) {
+        const uint64_t cw = (tw + comp.dx - 1) / comp.dx, ch = (th + comp.dy - 1) / comp.dy;
+        for (uint32_t r = 0; r < resolutions; ++r) {
+            const uint32_t shift = resolutions - 1 - r;
+            const uint64_t rw = shift >= 64 ? 1 : std::max<uint64_t>(1, (cw + (uint64_t(1) << shift) - 1) >> shift);
+            const uint64_t rh = shift >= 64 ? 1 : std::max<uint64_t>(1, (ch + (uint64_t(1) << shift) - 1) >> shift);
+            const uint64_t precincts = ((rw >> pp) + 2) * ((rh >> pp) + 2);
+            widestPrecincts = std::max(widestPrecincts, precincts);
+            // Code-blocks cover every cell of every sub-band; one more row and column of them
+            // per precinct where precinct edges cut them.
+            const uint64_t bands = r == 0 ? 1 : 3;
+            const uint64_t bw = r == 0 ? rw : rw / 2 + 1, bh = r == 0 ? rh : rh / 2 + 1;
+            const uint64_t blocks = ((bw * bh) >> m_smallestBlockExp) + 2 * precincts + bw + bh;
+            structures += bands * (precincts * kPerPrecinct + blocks * kPerCodeBlock);
+        }
+    }
+    // The packet iterator keeps one 16-bit flag per layer, resolution, component and precinct.
+    const uint64_t iterator =
+        (uint64_t(std::max(layers, m_mostLayers)) + 1) * resolutions * components.size() * widestPrecincts * 2;
+    // Decoded cells at the reduced resolution: the tile's buffers and the image handed back.
+    const uint32_t level = std::min<uint32_t>(reduce, 63);
+    const uint64_t aw = ((uint64_t(area.x1) - area.x0) >> level) + 2, ah = ((uint64_t(area.y1) - area.y0) >> level) + 2;
+    const uint64_t cells = 2 * aw * ah * components.size() * sizeof(int32_t);
+    return structures + iterator + cells;
 }
 
 void CodestreamHeader::parseCom(const uint8_t* body, size_t length)

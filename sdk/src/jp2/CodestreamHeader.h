@@ -106,6 +106,16 @@ public:
     /// Largest number of resolution levels over all components.
     uint32_t maxResolutions() const;
 
+    /// Takes the coding styles of the tile-part headers of `bytes` (the code-stream whose main
+    /// header this parsed) into account for decodeMemory(): the smallest code-blocks and
+    /// precincts and the most decomposition levels any of them declares.
+    void mergeTilePartCoding(const uint8_t* bytes, size_t size);
+    /// An upper bound of the memory OpenJPEG allocates to decode the single-tile code-stream
+    /// this header describes at resolution reduction `reduce`, producing the cells of `area`
+    /// (full-resolution grid). Its code-block and precinct structures are sized by the tile's
+    /// declared size, whatever the bytes or the area, so a header can claim gigabytes.
+    uint64_t decodeMemory(uint32_t reduce, const GridRect& area) const;
+
     /// The main header as the per-tile decoder needs it: the SIZ describes the one tile as a
     /// whole image, and the indexes of the whole code-stream (TLM, PLM, PPM) are left out.
     std::vector<uint8_t> headerForTile(uint32_t tile) const;
@@ -121,6 +131,7 @@ private:
     CError parseSiz(const uint8_t* body, size_t length);
     CError parseCod(const uint8_t* body, size_t length);
     CError parseCoc(const uint8_t* body, size_t length);
+    void mergeCoding(uint16_t marker, const uint8_t* body, size_t length);
     void parseCom(const uint8_t* body, size_t length);
     CError validateGeometry();
     CError finish();
@@ -138,6 +149,11 @@ private:
     bool m_sawSiz = false;
     bool m_sawCod = false;
     bool m_needMore = false;
+    // Coding extremes over the main and tile-part headers, for decodeMemory().
+    uint8_t m_smallestBlockExp = 12;  ///< log2 of the fewest cells of any code-block
+    uint8_t m_smallestPrecinctExp = 15;
+    uint8_t m_mostDecompositions = 0;
+    uint16_t m_mostLayers = 0;
 };
 
 }  // namespace Engine

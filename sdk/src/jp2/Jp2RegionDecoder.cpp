@@ -6,6 +6,7 @@
 #include <cstring>
 #include <thread>
 
+#include "CLog.h"
 #include "jp2/Jp2Messages.h"
 #include "jp2/TileCodestream.h"
 
@@ -118,17 +119,46 @@ CError Jp2RegionDecoder::decodeFrom(ByteSource& bytes, uint32_t tile, uint32_t l
     }
     if (cancel && cancel->load()) return Jp2Messages::cancelled();
     const uint32_t dataTile = tileWithSamples(tile);
+    CError known;
+    if (knownFailure(dataTile, level, known)) return known;
     std::vector<uint8_t> codestream;
     const TileCodestream builder(bytes, m_header, m_index);
-    if (const CError error = builder.build(dataTile, level, resilient, codestream))
-        return Jp2Messages::explain(error, m_source->name(), Jp2Messages::Part::Codestream);
+    if (const CError error = builder.build(dataTile, level, resilient, codestream)) {
+        const CError explained = Jp2Messages::explain(error, m_source->name(), Jp2Messages::Part::Codestream);
+        if (error.GetErrorNumber() != PLK_ERROR_FILE_READ) noteFailure(dataTile, level, explained);
+        return explained;
+    }
     // The read may have taken long on a remote source; OpenJPEG cannot be stopped once started.
     if (cancel && cancel->load()) return Jp2Messages::cancelled();
     OpjImage image;
     const GridRect area = dataTile == tile ? decodeArea(tile, level, rect) : m_header.tileBounds(dataTile);
-    if (const CError error = runDecoder(dataTile, level, layers, area, codestream, image))
-        return damaged("tile " + std::to_string(dataTile) + ": " + error.message());
+    if (const CError error = runDecoder(dataTile, level, layers, area, codestream, image)) {
+        const CError explained = damaged("tile " + std::to_string(dataTile) + ": " + error.message());
+        noteFailure(dataTile, level, explained);
+        return explained;
+    }
     return fill(*image, level, rect, out);
+}
+
+bool Jp2RegionDecoder::knownFailure(uint32_t tile, uint32_t level, CError& error) const
+{
+    std::lock_guard<std::mutex> lock(m_failureMutex);
+    const auto it = m_failures.find(uint64_t(tile) << 8 | level);
+    if (it == m_failures.end()) return false;
+    error = it->second;
+    return true;
+}
+
+void Jp2RegionDecoder::noteFailure(uint32_t tile, uint32_t level, const CError& error)
+{
+    {
+        std::lock_guard<std::mutex> lock(m_failureMutex);
+        // Bounded: past the cap a failure is simply found again (and not reported again).
+        if (m_failures.size() < 65536) m_failures.emplace(uint64_t(tile) << 8 | level, error);
+        // Missing tiles were counted when the image was opened; the others are told once.
+        if (m_index.parts(tile).empty() || !m_warned.insert(tile).second) return;
+    }
+    CLog::Log("jp2", LOG_WARNING, "%s", error.GetErrorText());
 }
 
 uint32_t Jp2RegionDecoder::tileWithSamples(uint32_t tile) const

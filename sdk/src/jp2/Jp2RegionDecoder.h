@@ -3,7 +3,10 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <string>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "image/RegionDecoder.h"
@@ -52,12 +55,22 @@ private:
     void fillBand(const opj_image_comp_t& comp, const Jp2Channel& channel, uint32_t level, const LevelRect& rect,
                   int32_t* plane) const;
     CError damaged(const std::string& detail) const;
+    /// The error a tile gave at a level before, if it failed.
+    bool knownFailure(uint32_t tile, uint32_t level, CError& error) const;
+    /// Remembers a failure, and warns about the tile the first time it fails.
+    void noteFailure(uint32_t tile, uint32_t level, const CError& error);
 
     std::shared_ptr<ByteSource> m_source;
     CodestreamHeader m_header;
     TilePartIndex m_index;
     std::vector<Jp2Channel> m_channels;
     Jp2Palette m_palette;
+
+    // Tiles that could not be decoded, so that they are neither tried nor reported again
+    // while the image is open.
+    mutable std::mutex m_failureMutex;
+    std::unordered_map<uint64_t, CError> m_failures;  ///< by tile << 8 | level
+    std::unordered_set<uint32_t> m_warned;
 };
 
 }  // namespace Engine

@@ -1,6 +1,8 @@
 #include "jp2/OpjCodestreamDecoder.h"
 
 #include <algorithm>
+#include <condition_variable>
+#include <mutex>
 #include <cstring>
 #include <string>
 
@@ -91,10 +93,72 @@ CError failure(const Messages& messages, const char* fallback)
     return CError(PLK_ERROR_CORRUPT_CODESTREAM, text.empty() ? fallback : text);
 }
 
+// Decodes in flight share one budget: each reserves what it may need before OpenJPEG starts
+// and waits while the others hold too much of it.
+class DecodeBudget {
+public:
+    static DecodeBudget& shared()
+    {
+        static DecodeBudget budget;
+        return budget;
+    }
+    void reserve(uint64_t bytes)
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_freed.wait(lock, [&] { return m_inUse + bytes <= OpjCodestreamDecoder::kDecodeBudget; });
+        m_inUse += bytes;
+    }
+    void release(uint64_t bytes)
+    {
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_inUse -= bytes;
+        }
+        m_freed.notify_all();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_freed;
+    uint64_t m_inUse = 0;
+};
+
+struct BudgetReservation {
+    explicit BudgetReservation(uint64_t bytes) : bytes(bytes) { DecodeBudget::shared().reserve(bytes); }
+    ~BudgetReservation() { DecodeBudget::shared().release(bytes); }
+    uint64_t bytes;
+};
+
+std::string megabytes(uint64_t bytes)
+{
+    return std::to_string((bytes + (1u << 20) - 1) >> 20) + " MB";
+}
+
 }  // namespace
+
+uint64_t OpjCodestreamDecoder::memoryNeeded(const std::vector<uint8_t>& codestream, const Request& request)
+{
+    CodestreamHeader header;
+    if (header.parse(codestream.data(), codestream.size(), true)) return UINT64_MAX;
+    header.mergeTilePartCoding(codestream.data(), codestream.size());
+    GridRect area = request.area;
+    if (request.wholeImage) area = {header.xosiz, header.yosiz, header.xsiz, header.ysiz};
+    // The compressed bytes are copied once more into the code-blocks' own buffers.
+    return header.decodeMemory(request.reduce, area) + 2 * uint64_t(codestream.size());
+}
 
 CError OpjCodestreamDecoder::decode(const std::vector<uint8_t>& codestream, const Request& request, OpjImage& image)
 {
+    // OpenJPEG sizes its structures by the tile's declared size, not by the bytes there are:
+    // a few bytes can claim gigabytes. What the budget cannot hold is not started.
+    const uint64_t needed = memoryNeeded(codestream, request);
+    if (needed > kDecodeBudget)
+        return CError(PLK_ERROR_OUT_OF_MEMORY,
+                      needed == UINT64_MAX ? std::string("its header cannot be read")
+                                           : "decoding it would take " + megabytes(needed) + ", more than the " +
+                                                 megabytes(kDecodeBudget) + " a decode may use");
+    const BudgetReservation reservation(needed);
+
     MemoryStream memory{codestream.data(), codestream.size(), 0};
     const size_t chunk = std::clamp<size_t>(codestream.size(), 4096, 1u << 20);
     std::unique_ptr<opj_stream_t, StreamDeleter> stream(opj_stream_create(chunk, OPJ_TRUE));

@@ -30,8 +30,15 @@ public:
         uint32_t threads = 0;    ///< OpenJPEG's own threads for this decode; 0 or 1 = none
     };
 
-    /// Decodes `codestream`. On failure the error's text is OpenJPEG's own account.
+    /// Memory every decode in flight may take together: the part of the engine's memory that
+    /// is not the block cache. A decode that would need more on its own is refused.
+    static constexpr uint64_t kDecodeBudget = 256ull << 20;
+
+    /// Decodes `codestream`. On failure the error's text is OpenJPEG's own account, or says
+    /// that the decode would need more memory than the budget allows.
     static CError decode(const std::vector<uint8_t>& codestream, const Request& request, OpjImage& image);
+    /// An upper bound of the memory decoding `codestream` for `request` takes.
+    static uint64_t memoryNeeded(const std::vector<uint8_t>& codestream, const Request& request);
 };
 
 }  // namespace Engine

@@ -1,5 +1,7 @@
 #include "view/FrameComposer.h"
 
+#include <algorithm>
+#include <string>
 #include <vector>
 
 #include "cache/BlockFetcher.h"
@@ -78,12 +80,24 @@ CError FrameComposer::compose(const ViewSnapshot& view, uint32_t level,
     request.cancel = cancel;
     request.onBlocksReady = onBlocksReady;
 
+    out.allocate(view.width, view.height, static_cast<uint32_t>(view.bands.size()));
+    out.level = level;
+    // An image without enough resolution levels would need far more cells than the view has
+    // pixels (a header may claim any size): the view stays empty rather than decode them.
+    const LevelRect window = request.window.intersected(m_image.decoder().levelRect(level));
+    const uint64_t bands = std::max<uint64_t>(1, request.bands);
+    const uint64_t most = std::max<uint64_t>(
+        uint64_t(9) * (view.width + 1) * (view.height + 1) * std::min<uint64_t>(bands, 4), uint64_t(16) << 20);
+    if (uint64_t(window.width()) * uint64_t(window.height()) * bands > most)
+        return CError(PLK_ERROR_OUT_OF_MEMORY, "The image has too few resolution levels to be shown at this scale (" +
+                                                   std::to_string(window.width()) + " x " +
+                                                   std::to_string(window.height()) + " cells for " +
+                                                   std::to_string(view.width) + " x " + std::to_string(view.height) +
+                                                   " pixels); zoom in to see it.");
     RegionBuffer cells;
     const CError error = BlockFetcher(m_cache).fetch(request, cells);
     if (error.GetErrorNumber() == PLK_ERROR_CANCELLED) return error;
-    out.allocate(view.width, view.height, static_cast<uint32_t>(view.bands.size()));
-    out.level = level;
-    resample(view, cells, request.window.intersected(m_image.decoder().levelRect(level)), columns, rows, out);
+    resample(view, cells, window, columns, rows, out);
     return error;
 }
 
@@ -104,9 +118,14 @@ void FrameComposer::resample(const ViewSnapshot& view, const RegionBuffer& cells
     // brought to sRGB; a conversion may read bands beyond the view's, sampled after them.
     ColourConverter colour(d, view.bands);
     for (uint32_t b : colour.extraBands()) planes.push_back(cells.plane(b));
-    if (!colour.active()) {
-        // The common case: every cell decoded, colours as stored. Row by row, vectorised.
-        RowResampler(planes, stride, window, columns, rows, bilinear).run(quantizers, out);
+    // Cells that could not be decoded are no data: their pixels stay uncovered (transparent),
+    // and bilinear sampling next to them falls back to the nearest cell.
+    const std::vector<uint8_t> valid = cells.validity();
+    const bool allValid = cells.missing.empty();
+    if (allValid) {
+        // The common case: every cell decoded. Row by row, vectorised.
+        RowResampler(planes, stride, window, columns, rows, bilinear)
+            .run(quantizers, out, colour.active() ? &colour : nullptr);
         return;
     }
     float values[8];
@@ -119,14 +138,17 @@ void FrameComposer::resample(const ViewSnapshot& view, const RegionBuffer& cells
         const float wy = rows.weight[y];
         for (uint32_t x = 0; x < out.width; ++x) {
             if (columns.nearest[x] < 0) continue;
-            cover[x] = 255;
             const int64_t cx = columns.nearest[x] - window.x0;
             const int64_t c0 = columns.lower[x] - window.x0;
             const int64_t c1 = columns.weight[x] > 0.0f ? c0 + 1 : c0;
             const float wx = columns.weight[x];
+            if (!allValid && !valid[ry * stride + cx]) continue;
+            const bool blend = bilinear && (allValid || (valid[r0 * stride + c0] && valid[r0 * stride + c1] &&
+                                                         valid[r1 * stride + c0] && valid[r1 * stride + c1]));
+            cover[x] = 255;
             for (size_t b = 0; b < planes.size(); ++b) {
                 const int32_t* p = planes[b];
-                if (bilinear) {
+                if (blend) {
                     const float top = p[r0 * stride + c0] + wx * (p[r0 * stride + c1] - p[r0 * stride + c0]);
                     const float bottom = p[r1 * stride + c0] + wx * (p[r1 * stride + c1] - p[r1 * stride + c0]);
                     values[b] = top + wy * (bottom - top);

@@ -28,7 +28,8 @@ public:
     /// coarser frames are made.
     void announce(const ViewSnapshot& view, uint32_t level) const;
     /// Makes the frame. Returns PLK_ERROR_CANCELLED when `cancel` is raised meanwhile; a tile
-    /// that failed to decode leaves its pixels black and its error is returned with the frame.
+    /// that failed to decode leaves its pixels transparent (no data) and its error is returned
+    /// with the frame.
     CError compose(const ViewSnapshot& view, uint32_t level, const std::shared_ptr<std::atomic<bool>>& cancel,
                    const std::function<void(uint32_t)>& onBlocksReady, Frame& out) const;
 

@@ -94,6 +94,10 @@ CError ViewEngine::close(bool freeCache)
     m_blocksInView = 0;
     m_blocksAvailable = 0;
     m_counted = false;
+    {
+        std::lock_guard<std::mutex> lock(m_reportMutex);
+        m_reported.clear();
+    }
     if (freeCache && !ImageRegistry::shared().stillOpen(id)) BlockCache::shared().dropImage(id);
     return CError();
 }
@@ -140,6 +144,10 @@ CError ViewEngine::setView(const std::vector<uint32_t>& bands, int width, int he
     m_counted = false;
     m_blocksAvailable = 0;
     m_blocksInView = 0;
+    // A view beside the image has nothing to decode: complete at once.
+    const ViewSnapshot view = snapshot();
+    const FrameComposer composer(*m_image, BlockCache::shared());
+    if (composer.countBlocks(view, composer.targetLevel(view), nullptr) == 0) m_counted = true;
     if (m_worker) m_worker->wake(generation);
     return CError();
 }
@@ -207,6 +215,15 @@ uint8_t ViewEngine::percentComplete() const
     return static_cast<uint8_t>(std::min<uint64_t>(100, uint64_t(m_blocksAvailable.load()) * 100 / total));
 }
 
+void ViewEngine::reportOnce(const CError& error)
+{
+    // Redraws of a damaged image meet the same failure again and again; the log says it once.
+    std::lock_guard<std::mutex> lock(m_reportMutex);
+    if (m_reported.size() > 256) m_reported.clear();
+    if (!m_reported.insert(error.message()).second) return;
+    CLog::Log("view", LOG_ERROR, "%s", error.GetErrorText());
+}
+
 void ViewEngine::updateCounters(const ViewSnapshot& view, uint32_t level)
 {
     uint32_t available = 0;
@@ -241,7 +258,9 @@ void ViewEngine::runPasses(uint64_t generation)
         Frame frame;
         const CError error = composer.compose(view, level, cancel, onBlocks, frame);
         if (error.GetErrorNumber() == PLK_ERROR_CANCELLED || cancel->load()) return;
-        if (error) CLog::Log("view", LOG_ERROR, "%s", error.GetErrorText());
+        if (error) reportOnce(error);
+        // Every block that can be decoded has been; the others never will be.
+        if (level == target) m_blocksAvailable = m_blocksInView.load();
         if (error && m_image->source()->fault()) return;  // a picture with holes is no picture
         const bool last = level == target;
         const unsigned refreshMs = view.settings.refreshTimeMs;
@@ -286,7 +305,8 @@ PLKReadStatus ViewEngine::prepareBlockingFrame()
     const CError error = composer.compose(
         view, target, currentCancel(), [this](uint32_t n) { m_blocksAvailable += n; }, *frame);
     if (error.GetErrorNumber() == PLK_ERROR_CANCELLED) return PLK_READ_CANCELLED;
-    if (error) CLog::Log("view", LOG_ERROR, "%s", error.GetErrorText());
+    if (error) reportOnce(error);
+    m_blocksAvailable = m_blocksInView.load();  // all that can be decoded is
     if (error && m_image->source()->fault()) return PLK_READ_FAILED;
     m_reader.frame = frame;
     m_reader.view = view;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -81,6 +82,8 @@ private:
     const Frame* nextLine(uint32_t& line, PLKReadStatus& status);
     PLKReadStatus prepareBlockingFrame();
     void updateCounters(const ViewSnapshot& view, uint32_t level);
+    /// Logs a failure of a picture the first time it happens while the image is open.
+    void reportOnce(const CError& error);
 
     CView& m_owner;
     std::shared_ptr<OpenImage> m_image;
@@ -107,6 +110,8 @@ private:
     std::atomic<bool> m_closing{false};
     std::atomic<int64_t> m_lastDeliveryMs{0};
     std::unique_ptr<ProgressiveWorker> m_worker;
+    std::mutex m_reportMutex;
+    std::set<std::string> m_reported;
 };
 
 }  // namespace Engine

@@ -13,6 +13,7 @@ packages=(
   nginx-light openssl python3
   xvfb xauth x11-utils
   time
+  clang libclang-rt-14-dev
 )
 # Optional peers for the benchmark; absent from some mirrors, so never fatal.
 optional=(grokj2k-tools)

@@ -15,6 +15,7 @@ Serves one file with byte ranges at /<mode>/<name>, where <mode> chooses a fault
   noranges    200 with the whole file, whatever the Range header says
   changed     data requests carry another ETag and size (the file changed)
   redirect    302 to /ok/<name>
+  stall       data requests wait 20 s before any answer
   switch      good while /control/up, connections closed at once after /control/down
 
 With --upstream URL it is instead a proxy to URL that waits --delay-ms before each request
@@ -93,6 +94,8 @@ class Handler(BaseHTTPRequestHandler):
             return self.plain(500, "broken")
         if mode == "busy" or (mode == "busy-once" and nth == 2):
             return self.plain(429, "slow down", {"Retry-After": "1"})
+        if mode == "stall" and data_request:
+            time.sleep(20)
         if mode == "redirect":
             return self.plain(302, "moved", {"Location": "/ok/" + name})
         self.serve_file(mode, nth, data_request)

@@ -9,7 +9,10 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <atomic>
+#include <chrono>
 #include <memory>
+#include <thread>
 
 #include "CConfig.h"
 #include "CFileBase.h"
@@ -86,6 +89,7 @@ private slots:
     void faults_data();
     void faults();
     void reconnectAfterLostConnection();
+    void cancelStopsWaiting();
     void diskCacheStaysWithinBound();
     void diskCacheServesSecondOpen();
 
@@ -256,6 +260,28 @@ void TestStream::reconnectAfterLostConnection()
     const Pictures up = render(view);
     QVERIFY2(up.error.Success(), up.error.GetErrorText());
     QVERIFY(up.images == m_reference);
+}
+
+void TestStream::cancelStopsWaiting()
+{
+    PLK::CError error;
+    auto source = PLK::Engine::ByteSourceFactory::open(
+        address("xrvp", m_faults->port(), "stall/sample.jp2").toStdString(), PLK::Engine::StreamSettings(), error);
+    QVERIFY2(source, error.GetErrorText());
+    std::vector<uint8_t> bytes(100000);
+    std::vector<PLK::Engine::RangeRead> reads(1);
+    reads[0].offset = 5000000;
+    reads[0].length = bytes.size();
+    reads[0].buffer = bytes.data();
+    std::atomic<bool> cancel{false};
+    std::thread raiser([&cancel] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        cancel = true;  // the view moved on while the server sat on the request
+    });
+    const PLK::Engine::ReadStatus status = source->readRanges(reads, &cancel);
+    raiser.join();
+    QVERIFY(status == PLK::Engine::ReadStatus::Cancelled);
+    QVERIFY(!source->fault());  // a cancelled read is no fault of the stream
 }
 
 void TestStream::diskCacheStaysWithinBound()

@@ -55,6 +55,7 @@ ColourConverter::ColourConverter(const ImageDescription& d, const std::vector<ui
         m_lab = {-(rl * ol) / p0, rl / p0, -(ra * oa) / p1, ra / p1, -(rb * ob) / p2, rb / p2};
     }
     if (e.kind == Kind::CIELab || (e.kind == Kind::Icc && !grey)) m_memo.resize(kMemoSize);
+    m_inputs = static_cast<uint32_t>(view.size() + m_extra.size());
     m_encoding = &e;
     m_kind = e.kind;
 }
@@ -76,6 +77,28 @@ void ColourConverter::toRgb(float* values)
     float rgb[3];
     computeRgb(values, rgb);
     for (int i = 0; i < 3; ++i) values[i] = rgb[i] / m_out[i].scale + m_out[i].offset;
+}
+
+void ColourConverter::toRgbRow(float* const* bands, uint32_t width)
+{
+    if (m_kind == Kind::Icc && m_encoding->icc->channels() == 3) {
+        m_rowIn.resize(size_t(width) * 3);
+        m_rowOut.resize(size_t(width) * 3);
+        for (uint32_t x = 0; x < width; ++x)
+            for (int i = 0; i < 3; ++i)
+                m_rowIn[3 * x + i] = static_cast<uint32_t>(std::clamp(whole(bands[i][x]), 0, 0x1FFFFF));
+        m_encoding->icc->toRgbRow(m_rowIn.data(), m_rowOut.data(), width);
+        for (uint32_t x = 0; x < width; ++x)
+            for (int i = 0; i < 3; ++i) bands[i][x] = m_rowOut[3 * x + i] / m_out[i].scale + m_out[i].offset;
+        return;
+    }
+    float values[8];
+    const uint32_t inputs = std::min<uint32_t>(m_inputs, 8);
+    for (uint32_t x = 0; x < width; ++x) {
+        for (uint32_t b = 0; b < inputs; ++b) values[b] = bands[b][x];
+        toRgb(values);
+        for (int i = 0; i < 3; ++i) bands[i][x] = values[i];
+    }
 }
 
 void ColourConverter::computeRgb(const float* values, float* rgb)

@@ -26,6 +26,8 @@ public:
     /// `values` holds the view's bands, then extraBands(). On return its first three hold red,
     /// green and blue in the units of the view's first three bands.
     void toRgb(float* values);
+    /// The same over a row of `width` pixels: `bands[i]` holds what `values[i]` holds above.
+    void toRgbRow(float* const* bands, uint32_t width);
 
 private:
     void computeRgb(const float* values, float* rgb);
@@ -43,6 +45,7 @@ private:
     ColourEncoding::Kind m_kind = ColourEncoding::Kind::None;
     const ColourEncoding* m_encoding = nullptr;
     std::vector<uint32_t> m_extra;
+    uint32_t m_inputs = 0;             ///< values toRgb reads: the view's bands and the extra ones
     uint32_t m_blackAt = 0;            ///< where the black value lies in `values`
     std::array<BandLayout, 4> m_in;    ///< the encoding's colour bands
     std::array<Units, 3> m_out;        ///< the view's first three bands
@@ -52,6 +55,8 @@ private:
         float rgb[3];
     };
     std::vector<MemoEntry> m_memo;  ///< recent conversions through LittleCMS
+    std::vector<uint32_t> m_rowIn;  ///< a row's cells for one LittleCMS call
+    std::vector<float> m_rowOut;
 };
 
 }  // namespace Engine

@@ -129,6 +129,29 @@ void IccTransform::toRgb(const uint32_t* in, float* rgb) const
     }
 }
 
+void IccTransform::toRgbRow(const uint32_t* in, float* rgb, uint32_t count) const
+{
+    if (m_channels == 1) {
+        for (uint32_t i = 0; i < count; ++i) toRgb(in + i, rgb + 3 * i);
+        return;
+    }
+    const size_t n = size_t(count) * 3;
+    auto* t = static_cast<cmsHTRANSFORM>(m_transform);
+    if (m_sixteen) {
+        std::vector<uint16_t> src(n), dst(n);
+        for (size_t i = 0; i < n; ++i)
+            src[i] = static_cast<uint16_t>((uint64_t(std::min(in[i], m_max)) * 65535u + m_max / 2) / m_max);
+        cmsDoTransform(t, src.data(), dst.data(), count);
+        for (size_t i = 0; i < n; ++i) rgb[i] = dst[i] * k16To8;
+    } else {
+        std::vector<uint8_t> src(n), dst(n);
+        for (size_t i = 0; i < n; ++i)
+            src[i] = static_cast<uint8_t>((std::min(in[i], m_max) * 255u + m_max / 2) / m_max);
+        cmsDoTransform(t, src.data(), dst.data(), count);
+        for (size_t i = 0; i < n; ++i) rgb[i] = dst[i];
+    }
+}
+
 void IccTransform::labToRgb(const double* lab, float* rgb) const
 {
     cmsCIELab in{lab[0], lab[1], lab[2]};

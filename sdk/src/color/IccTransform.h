@@ -28,6 +28,8 @@ public:
     /// `in` holds the channels' cell values (whole numbers of the cells' bits); `rgb` gets red,
     /// green and blue on the 0-255 scale (with fractions where the transform is finer).
     void toRgb(const uint32_t* in, float* rgb) const;
+    /// The same for `count` cells at once, channels interleaved (one LittleCMS call).
+    void toRgbRow(const uint32_t* in, float* rgb, uint32_t count) const;
     /// L* (0-100), a* and b*, to red, green and blue on the 0-255 scale.
     void labToRgb(const double* lab, float* rgb) const;
 

@@ -57,7 +57,7 @@ void RowResampler::sampleRow(const int32_t* plane, uint32_t y, float* values) co
     }
 }
 
-void RowResampler::run(const std::vector<BandQuantizer>& quantizers, Frame& out)
+void RowResampler::run(const std::vector<BandQuantizer>& quantizers, Frame& out, ColourConverter* colour)
 {
     // Locals, not members of `out`: stores through byte pointers could otherwise change them,
     // and the loops would not vectorise.
@@ -65,14 +65,23 @@ void RowResampler::run(const std::vector<BandQuantizer>& quantizers, Frame& out)
     // No pixel on the image: the window may hold no cells at all, and the frame stays empty.
     if (std::find(m_cover.begin(), m_cover.end(), uint8_t(255)) == m_cover.end()) return;
     std::vector<float> values(width);
+    // A colour conversion needs every band's row at once.
+    std::vector<std::vector<float>> bandRows(colour ? m_planes.size() : 0, std::vector<float>(width));
+    std::vector<float*> bandRowPointers;
+    for (std::vector<float>& row : bandRows) bandRowPointers.push_back(row.data());
     for (uint32_t y = 0; y < height; ++y) {
         if (m_rows.nearest[y] < 0) continue;
         uint8_t* cover = out.coverageRow(y);
         std::memcpy(cover, m_cover.data(), width);
+        if (colour) {
+            for (size_t b = 0; b < m_planes.size(); ++b) sampleRow(m_planes[b], y, bandRows[b].data());
+            colour->toRgbRow(bandRowPointers.data(), width);
+        }
         for (size_t b = 0; b < quantizers.size(); ++b) {
             uint8_t* target = out.row(static_cast<uint32_t>(b), y);
-            sampleRow(m_planes[b], y, values.data());
-            quantizers[b].quantizeRow(values.data(), y, width, target);
+            float* row = colour ? bandRows[b].data() : values.data();
+            if (!colour) sampleRow(m_planes[b], y, row);
+            quantizers[b].quantizeRow(row, y, width, target);
             for (uint32_t x = 0; x < width; ++x) target[x] &= cover[x];  // off the image: 0
         }
     }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "color/ColourConverter.h"
 #include "image/LevelRect.h"
 #include "view/BandQuantizer.h"
 #include "view/Frame.h"
@@ -21,8 +22,10 @@ public:
     RowResampler(const std::vector<const int32_t*>& planes, int64_t stride, const LevelRect& window,
                  const AxisSamples& columns, const AxisSamples& rows, bool bilinear);
 
-    /// Fills every row of `out` (its planes and coverage) through `quantizers`.
-    void run(const std::vector<BandQuantizer>& quantizers, Frame& out);
+    /// Fills every row of `out` (its planes and coverage) through `quantizers`. With `colour`,
+    /// `planes` may hold more bands than the view (the conversion's extra ones), and each row
+    /// is converted to sRGB before it is brought to 8 bits.
+    void run(const std::vector<BandQuantizer>& quantizers, Frame& out, ColourConverter* colour = nullptr);
 
     /// One row of BGRA pixels from 8-bit planes; `alpha` may be null (opaque), `green` and
     /// `blue` equal `red` for grey pictures. Pixels whose coverage is 0 are all zeros.

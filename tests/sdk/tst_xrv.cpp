@@ -154,6 +154,8 @@ CError decodeAll(RegionDecoder& d, uint32_t level, RegionBuffer& out, bool resil
         const LevelRect r = d.tileRect(t, level);
         if (const CError e = d.decode(t, level, 0, r, piece, nullptr, resilient)) return e;
         if (out.samples.empty()) out.allocate(uint32_t(all.width()), uint32_t(all.height()), piece.bands);
+        for (const LevelRect& m : piece.missing)
+            out.missing.push_back({m.x0 + r.x0, m.y0 + r.y0, m.x1 + r.x0, m.y1 + r.y0});
         for (uint32_t b = 0; b < piece.bands; ++b)
             for (uint32_t y = 0; y < piece.height; ++y)
                 std::copy_n(piece.plane(b) + size_t(y) * piece.width, piece.width,
@@ -373,6 +375,7 @@ void TestXrv::damaged()
     QVERIFY(!decodeAll(*o.container.decoder, 0, fine, true));     // resilient: damage never fails a view
     if (fullResolutionIsNoData) {
         QVERIFY(std::all_of(fine.samples.begin(), fine.samples.end(), [](int32_t v) { return v == 0; }));
+        QCOMPARE(fine.missing.size(), size_t(o.container.decoder->tileCount()));
         RegionBuffer strict;
         const CError e = decodeAll(*o.container.decoder, 0, strict, false);
         QVERIFY(QString(e.GetErrorText()).contains("index is damaged"));

@@ -308,12 +308,13 @@ CError XrvRegionDecoder::decode(uint32_t tile, uint32_t level, uint32_t /*layers
             why = "the block's size or band count does not match the header";
     }
     if (!why.empty()) {
-        // A damaged block shows as no data (the cells stay 0); the rest of the image reads on.
+        // A damaged block is no data (missing, cells 0); the rest of the image reads on.
         if (!resilient)
             return CError(PLK_ERROR_CORRUPT_CODESTREAM,
                           "Block " + std::to_string(tile) + " of '" + m_source->name() + "' is damaged: " + why + ".");
         CLog::Log("xrv", LOG_WARNING, "Block %u of %s is damaged and shows as no data: %s", tile,
                   m_source->name().c_str(), why.c_str());
+        out.missing.push_back(LevelRect{0, 0, rect.width(), rect.height()});
         return CError();
     }
     dither(planes, w, block.x0, block.y0, level);

@@ -11,6 +11,7 @@
 #include "cache/BlockCache.h"
 #include "image/ImageRegistry.h"
 #include "view/FrameComposer.h"
+#include "view/RowResampler.h"
 
 namespace PLK {
 namespace Engine {
@@ -344,17 +345,7 @@ PLKReadStatus ViewEngine::readLineBGRA(uint8_t* out)
     const uint8_t* p2 = f->bands > 2 ? f->row(2, y) : p0;
     const uint8_t* alpha = f->bands == 2 ? p1 : f->bands == 4 ? f->row(3, y) : nullptr;
     const bool grey = f->bands <= 2;
-    for (uint32_t x = 0; x < f->width; ++x) {
-        uint8_t* px = out + 4 * static_cast<size_t>(x);
-        if (!cover[x]) {
-            std::memset(px, 0, 4);
-            continue;
-        }
-        px[0] = grey ? p0[x] : p2[x];
-        px[1] = grey ? p0[x] : p1[x];
-        px[2] = p0[x];
-        px[3] = alpha ? alpha[x] : 255;
-    }
+    RowResampler::packBGRA(p0, grey ? p0 : p1, grey ? p0 : p2, alpha, cover, f->width, out);
     return PLK_READ_OK;
 }
 

@@ -2,6 +2,7 @@
 
 #include "HistogramChart.h"
 
+#include "QDGui/GeographicTransform.h"
 #include "QDGui/IRasterLayerHistogram.h"
 #include "QDGui/Layer.h"
 #include "QDGui/PluginManager.h"
@@ -106,7 +107,9 @@ void LayerSummaryPage::setLayer(Layer* layer)
     setValue(QStringLiteral("cellSize"), corner(raster->getCellSizeX(), raster->getCellSizeY()));
     setValue(QStringLiteral("topLeft"), corner(bounds.left(), bounds.top()));
     setValue(QStringLiteral("bottomRight"), corner(bounds.left() + bounds.width(), bounds.top() + bounds.height()));
-    setValue(QStringLiteral("crs"), raster->getCoordSysName());
+    const Korvane::Map::GeographicTransform geo(raster->crs().epsg());
+    setValue(QStringLiteral("crs"),
+             geo.isValid() ? tr("%1 (%2)").arg(raster->getCoordSysName(), geo.name()) : raster->getCoordSysName());
     setValue(QStringLiteral("rotation"), tr("%1°").arg(raster->getRotation()));
 }
 

@@ -126,8 +126,16 @@ MainWindow::~MainWindow()
     // Map views and their layers go now, before the plug-ins that made the layers; the
     // panels let go of the active layer first.
     tellPanelsLayer(nullptr);
-    for (QMdiSubWindow* window : m_mdi->subWindowList()) delete window;
+    for (QMdiSubWindow* window : m_mdi->subWindowList()) deleteMapWindow(window);
     if (Application::getMainWindow() == this) Application::setMainWindow(nullptr);
+}
+
+void MainWindow::deleteMapWindow(QMdiSubWindow* window)
+{
+    // The view goes first, while its window is whole: it reports a null active layer on its
+    // way out, and whoever hears that may still look at the window.
+    delete window->widget();
+    delete window;
 }
 
 void MainWindow::createDocks()
@@ -456,8 +464,10 @@ void MainWindow::tellPanelsSubWindow(QMdiSubWindow* window)
 
 void MainWindow::updateLayerActions()
 {
-    MapView* view = activeMapView();
-    Layer* layer = activeLayer();
+    // The view the docks show: also asked while a closed map window is being destroyed, when
+    // the area's windows are not to be looked at.
+    MapView* view = m_currentView;
+    Layer* layer = view ? view->activeLayer() : nullptr;
     const int index = view && layer ? view->indexOf(layer) : -1;
     for (QAction* action : {m_information, m_zoomLayer, m_visible, m_remove}) action->setEnabled(layer);
     m_moveUp->setEnabled(layer && index < view->layers().size() - 1);
@@ -633,7 +643,7 @@ bool MainWindow::closeProject()
     // The panels let go of the active layer before any layer is deleted.
     tellPanelsLayer(nullptr);
     const QList<QMdiSubWindow*> windows = m_mdi->subWindowList();
-    for (QMdiSubWindow* window : windows) delete window;
+    for (QMdiSubWindow* window : windows) deleteMapWindow(window);
     onSubWindowActivated(nullptr);
     if (!m_projectPath.isEmpty())
         Application::logMessage(tr("Closed the project %1").arg(m_projectPath), Application::Info);

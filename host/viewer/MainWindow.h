@@ -84,6 +84,7 @@ private:
     void addPluginDock(QDockWidget* dock);
     void hookMapView(Korvane::Map::MapView* view);
     QMdiSubWindow* addMapWindow(Korvane::Map::MapView* view, const QString& title);
+    void deleteMapWindow(QMdiSubWindow* window);
     QString uniqueTitle(const QString& wanted) const;
     bool openSourceInto(const QString& source, Korvane::Map::MapView* view);
     void tellPanelsLayer(Korvane::Map::Layer* layer);

@@ -25,6 +25,12 @@ int64_t ceilShift(uint64_t v, uint32_t level)
 // wrong rectangle from exhausting memory.
 constexpr uint64_t kMaxCells = uint64_t(1) << 30;
 
+// A tile that fails a strict decode may still decode resiliently: the two are remembered apart.
+uint64_t failureKey(uint32_t tile, uint32_t level, bool resilient)
+{
+    return (uint64_t(tile) << 8 | level) << 1 | uint64_t(resilient);
+}
+
 }  // namespace
 
 Jp2RegionDecoder::Jp2RegionDecoder(std::shared_ptr<ByteSource> source, CodestreamHeader header, TilePartIndex index,
@@ -120,12 +126,12 @@ CError Jp2RegionDecoder::decodeFrom(ByteSource& bytes, uint32_t tile, uint32_t l
     if (cancel && cancel->load()) return Jp2Messages::cancelled();
     const uint32_t dataTile = tileWithSamples(tile);
     CError known;
-    if (knownFailure(dataTile, level, known)) return known;
+    if (knownFailure(dataTile, level, resilient, known)) return known;
     std::vector<uint8_t> codestream;
     const TileCodestream builder(bytes, m_header, m_index);
     if (const CError error = builder.build(dataTile, level, resilient, codestream)) {
         const CError explained = Jp2Messages::explain(error, m_source->name(), Jp2Messages::Part::Codestream);
-        if (error.GetErrorNumber() != PLK_ERROR_FILE_READ) noteFailure(dataTile, level, explained);
+        if (error.GetErrorNumber() != PLK_ERROR_FILE_READ) noteFailure(dataTile, level, resilient, explained);
         return explained;
     }
     // The read may have taken long on a remote source; OpenJPEG cannot be stopped once started.
@@ -134,27 +140,27 @@ CError Jp2RegionDecoder::decodeFrom(ByteSource& bytes, uint32_t tile, uint32_t l
     const GridRect area = dataTile == tile ? decodeArea(tile, level, rect) : m_header.tileBounds(dataTile);
     if (const CError error = runDecoder(dataTile, level, layers, area, codestream, image)) {
         const CError explained = damaged("tile " + std::to_string(dataTile) + ": " + error.message());
-        noteFailure(dataTile, level, explained);
+        noteFailure(dataTile, level, resilient, explained);
         return explained;
     }
     return fill(*image, level, rect, out);
 }
 
-bool Jp2RegionDecoder::knownFailure(uint32_t tile, uint32_t level, CError& error) const
+bool Jp2RegionDecoder::knownFailure(uint32_t tile, uint32_t level, bool resilient, CError& error) const
 {
     std::lock_guard<std::mutex> lock(m_failureMutex);
-    const auto it = m_failures.find(uint64_t(tile) << 8 | level);
+    const auto it = m_failures.find(failureKey(tile, level, resilient));
     if (it == m_failures.end()) return false;
     error = it->second;
     return true;
 }
 
-void Jp2RegionDecoder::noteFailure(uint32_t tile, uint32_t level, const CError& error)
+void Jp2RegionDecoder::noteFailure(uint32_t tile, uint32_t level, bool resilient, const CError& error)
 {
     {
         std::lock_guard<std::mutex> lock(m_failureMutex);
         // Bounded: past the cap a failure is simply found again (and not reported again).
-        if (m_failures.size() < 65536) m_failures.emplace(uint64_t(tile) << 8 | level, error);
+        if (m_failures.size() < 65536) m_failures.emplace(failureKey(tile, level, resilient), error);
         // Missing tiles were counted when the image was opened; the others are told once.
         if (m_index.parts(tile).empty() || !m_warned.insert(tile).second) return;
     }

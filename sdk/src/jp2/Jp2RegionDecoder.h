@@ -56,9 +56,9 @@ private:
                   int32_t* plane) const;
     CError damaged(const std::string& detail) const;
     /// The error a tile gave at a level before, if it failed.
-    bool knownFailure(uint32_t tile, uint32_t level, CError& error) const;
+    bool knownFailure(uint32_t tile, uint32_t level, bool resilient, CError& error) const;
     /// Remembers a failure, and warns about the tile the first time it fails.
-    void noteFailure(uint32_t tile, uint32_t level, const CError& error);
+    void noteFailure(uint32_t tile, uint32_t level, bool resilient, const CError& error);
 
     std::shared_ptr<ByteSource> m_source;
     CodestreamHeader m_header;
@@ -69,7 +69,7 @@ private:
     // Tiles that could not be decoded, so that they are neither tried nor reported again
     // while the image is open.
     mutable std::mutex m_failureMutex;
-    std::unordered_map<uint64_t, CError> m_failures;  ///< by tile << 8 | level
+    std::unordered_map<uint64_t, CError> m_failures;  ///< by tile, level and decode mode
     std::unordered_set<uint32_t> m_warned;
 };
 

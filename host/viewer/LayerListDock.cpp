@@ -69,7 +69,11 @@ void LayerListDock::setMapView(MapView* view)
             item->setCheckState(visible ? Qt::Checked : Qt::Unchecked);
             m_rebuilding = false;
         });
-        connect(m_view, &QObject::destroyed, this, &LayerListDock::rebuild);
+        // Half destroyed by now: the view is only a QObject and must not be looked at.
+        connect(m_view, &QObject::destroyed, this, [this]() {
+            m_view.clear();
+            rebuild();
+        });
     }
     rebuild();
 }

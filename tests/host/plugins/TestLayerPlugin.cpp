@@ -1,13 +1,17 @@
 #include "TestLayerPlugin.h"
 
-#include "TestInfoPage.h"
-#include "TestPanel.h"
-#include "TestPreferencesPage.h"
 #include "TestRasterLayer.h"
 
-#include <QtWidgets/QAction>
+#include "QDGui/Application.h"
+
+#include <QtCore/QSettings>
 #include <QtWidgets/QDockWidget>
-#include <QtWidgets/QToolBar>
+#include <QtWidgets/QLabel>
+#include <QtWidgets/QMdiSubWindow>
+#include <QtWidgets/QSpinBox>
+#include <QtWidgets/QVBoxLayout>
+
+using Korvane::Application;
 
 QString TestLayerPlugin::getClassName()
 {
@@ -32,20 +36,39 @@ QList<QWidget*> TestLayerPlugin::getInfoPages()
     return {new TestInfoPage};
 }
 
-QList<QToolBar*> TestLayerPlugin::getToolBars()
-{
-    auto* bar = new QToolBar(QStringLiteral("Test tools"));
-    bar->setObjectName(QStringLiteral("testToolBar"));
-    bar->addAction(QStringLiteral("Test tool"));
-    return {bar};
-}
-
-QList<QAction*> TestLayerPlugin::getActions()
-{
-    return {new QAction(QStringLiteral("Test action"), nullptr)};
-}
-
 QList<QWidget*> TestLayerPlugin::getPreferencePages()
 {
     return {new TestPreferencesPage};
+}
+
+TestPanel::TestPanel() : m_label(new QLabel(QStringLiteral("no layer"), this))
+{
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(m_label);
+    layout->addWidget(new QSpinBox(this));
+    layout->addWidget(new QSpinBox(this));
+}
+
+void TestPanel::onLayerActivated(Korvane::Map::Layer* layer)
+{
+    const QString name = layer ? layer->displayName() : QStringLiteral("none");
+    m_label->setText(name);
+    Application::logMessage(QStringLiteral("test panel: layer %1").arg(name), Application::Notice);
+}
+
+void TestPanel::onSubWindowActivated(QMdiSubWindow* window)
+{
+    const QString title = window ? window->windowTitle() : QStringLiteral("none");
+    Application::logMessage(QStringLiteral("test panel: window %1").arg(title), Application::Notice);
+}
+
+void TestInfoPage::setLayer(Korvane::Map::Layer* layer)
+{
+    const QString name = layer ? layer->displayName() : QStringLiteral("none");
+    Application::logMessage(QStringLiteral("test page: layer %1").arg(name), Application::Notice);
+}
+
+void TestPreferencesPage::onSavePrefs()
+{
+    Application::settings()->setValue(QStringLiteral("HostTest/PrefsSaved"), true);
 }

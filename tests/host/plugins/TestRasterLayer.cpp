@@ -7,23 +7,11 @@
 
 #include <chrono>
 
-TestRasterLayer::TestRasterLayer(Korvane::Map::IRendererClient* client) : RasterLayer(client) {}
-
-TestRasterLayer::~TestRasterLayer()
-{
-    stopWorker();
-}
-
 void TestRasterLayer::stopWorker()
 {
     m_cancel = true;
     if (m_worker.joinable()) m_worker.join();
     m_cancel = false;
-}
-
-QString TestRasterLayer::getDataSource()
-{
-    return m_source;
 }
 
 bool TestRasterLayer::setDataSource(QString source)
@@ -50,11 +38,6 @@ bool TestRasterLayer::setDataSource(QString source)
     return true;
 }
 
-QString TestRasterLayer::getFormat()
-{
-    return QStringLiteral("TSTR");
-}
-
 void TestRasterLayer::setView(int, int, double x1, double y1, double x2, double y2)
 {
     stopWorker();
@@ -75,21 +58,6 @@ void TestRasterLayer::setView(int, int, double x1, double y1, double x2, double 
 QRectF TestRasterLayer::getBounds()
 {
     return isValid() ? QRectF(0, 0, m_size.width(), -m_size.height()) : QRectF();
-}
-
-bool TestRasterLayer::isValid()
-{
-    return !m_size.isEmpty();
-}
-
-QString TestRasterLayer::getLastError()
-{
-    return m_lastError;
-}
-
-signed char TestRasterLayer::getPercentComplete()
-{
-    return static_cast<signed char>(m_percent.load());
 }
 
 void TestRasterLayer::paint(Korvane::GeoPainter& painter, const QRectF*, const QRect*)

@@ -15,17 +15,17 @@
 class TestRasterLayer : public Korvane::Map::RasterLayer {
     Q_OBJECT
 public:
-    explicit TestRasterLayer(Korvane::Map::IRendererClient* client = nullptr);
-    ~TestRasterLayer() override;
+    TestRasterLayer() : RasterLayer(nullptr) {}
+    ~TestRasterLayer() override { stopWorker(); }
 
-    QString getDataSource() override;
+    QString getDataSource() override { return m_source; }
     bool setDataSource(QString source) override;
-    QString getFormat() override;
+    QString getFormat() override { return QStringLiteral("TSTR"); }
     void setView(int width, int height, double x1, double y1, double x2, double y2) override;
     QRectF getBounds() override;
-    bool isValid() override;
-    QString getLastError() override;
-    signed char getPercentComplete() override;
+    bool isValid() override { return !m_size.isEmpty(); }
+    QString getLastError() override { return m_lastError; }
+    signed char getPercentComplete() override { return static_cast<signed char>(m_percent.load()); }
     void paint(Korvane::GeoPainter& painter, const QRectF* world, const QRect* device) override;
 
 private:

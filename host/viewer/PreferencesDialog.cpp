@@ -6,6 +6,7 @@
 #include "QDGui/Application.h"
 
 #include <QtCore/QSettings>
+#include <QtGui/QShowEvent>
 #include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QListWidget>
@@ -53,6 +54,14 @@ void PreferencesDialog::addPage(QWidget* page)
 int PreferencesDialog::pageCount() const
 {
     return m_list->count();
+}
+
+void PreferencesDialog::showEvent(QShowEvent* event)
+{
+    if (!event->spontaneous())
+        for (QWidget* page : qAsConst(m_pages))
+            if (page) PluginSlots::call(page, "init");
+    QDialog::showEvent(event);
 }
 
 void PreferencesDialog::accept()

@@ -7,8 +7,9 @@ class QListWidget;
 class QStackedWidget;
 
 // Tools > Preferences: the viewer's page and every plug-in's preference pages, picked from
-// a list. OK calls each page's onSavePrefs() slot where it has one, then writes the settings
-// to disk.
+// a list. Each showing calls every page's init() slot where it has one, so figures that change
+// while the viewer runs (the stream cache's size in use) are current; OK calls each page's
+// onSavePrefs() slot where it has one, then writes the settings to disk.
 class PreferencesDialog : public QDialog {
     Q_OBJECT
 public:
@@ -20,6 +21,9 @@ public:
 
 public slots:
     void accept() override;
+
+protected:
+    void showEvent(QShowEvent* event) override;
 
 private:
     QListWidget* m_list = nullptr;

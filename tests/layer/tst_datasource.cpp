@@ -1,10 +1,11 @@
-// Opening a data source and asking about it: ".url" files and rejected protocols, failed
-// opens, the description and size texts, default bands, georeferencing, the format and
+// Opening a data source and asking about it: ".url" files and rejected protocols, streams
+// from nginx on loopback, failed opens, the description and size texts, default bands, georeferencing, the format and
 // protocol names, the JPEG 2000 header, histograms, and the answers without a source.
 #include <QtTest>
 
 #include "LayerTestSupport.h"
 #include "QDGui/Application.h"
+#include "StreamServers.h"
 #include "QDGui/StringUtil.h"
 #include "XRVJP2kSizeText.h"
 #include "XRVJP2kUrlFile.h"
@@ -22,6 +23,8 @@ private slots:
     void cleanupTestCase();
     void urlFiles_data();
     void urlFiles();
+    void streamMatchesLocalFile_data();
+    void streamMatchesLocalFile();
     void jpipGivenDirectly();
     void failedOpenDropsRenderer();
     void namesAndSizes();
@@ -41,6 +44,7 @@ private:
     QString fileNamed(const QString& name);
     QTemporaryDir folder;
     QString rgb;
+    std::unique_ptr<StreamTest::Nginx> nginx;  // serves folder, started by the first stream row
 };
 
 void TestDataSource::initTestCase()
@@ -121,6 +125,50 @@ void TestDataSource::urlFiles()
     QString address = "unchanged";
     QCOMPARE(XRVJP2kUrlFile::readAddress(urlFile, address), XRVJP2kUrlFile::Read);
     QCOMPARE(address, result);
+}
+
+void TestDataSource::streamMatchesLocalFile_data()
+{
+    QTest::addColumn<bool>("throughUrlFile");
+    QTest::newRow("xrvp address") << false;
+    QTest::newRow("[InternetShortcut] file") << true;
+}
+
+void TestDataSource::streamMatchesLocalFile()
+{
+    QFETCH(bool, throughUrlFile);
+    if (!nginx) {
+        nginx.reset(new StreamTest::Nginx);
+        QString error;
+        QVERIFY2(nginx->start(folder.path(), &error), qPrintable(error));
+    }
+    const QString address = QString("xrvp://127.0.0.1:%1/rgb.jp2").arg(nginx->httpPort());
+    QString source = address;
+    if (throughUrlFile) {
+        source = folder.path() + "/Stream.url";
+        QFile file(source);
+        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(QString("[InternetShortcut]\r\nURL=%1\r\nIconIndex=0\r\n").arg(address).toUtf8());
+    }
+    Korvane::Application::settings()->setValue("XRVJP2kLayer/OpenProgressive", false);
+    auto local = openLayer(rgb);
+    auto stream = openLayer(source);
+    QVERIFY2(stream->isValid(), qPrintable(stream->getLastError()));
+    QCOMPARE(stream->getDataSource(), address);
+    QCOMPARE(stream->getSizeOnDisk(), QString("Unknown"));
+    const QRectF b = local->getBounds();
+    QCOMPARE(stream->getBounds(), b);
+    // The whole image, and a corner at full resolution.
+    for (const QRectF& w : {b, QRectF(b.topLeft(), b.size() / 2)}) {
+        QImage pictures[2];
+        int i = 0;
+        for (XRVJP2kLayer* layer : {local.get(), stream.get()}) {
+            layer->setView(256, 256, w.left(), w.top(), w.right(), w.bottom());
+            pictures[i++] = LayerTest::paintLayer(*layer, QSize(256, 256), w.left(), w.top(), w.right(), w.bottom());
+        }
+        QCOMPARE(qAlpha(pictures[0].pixel(128, 128)), 255);
+        QCOMPARE(LayerTest::differingPixels(pictures[0], pictures[1]), 0);
+    }
 }
 
 void TestDataSource::jpipGivenDirectly()

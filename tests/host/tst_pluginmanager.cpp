@@ -65,69 +65,47 @@ private slots:
         QVERIFY(manager.errors().isEmpty());
     }
 
-    void openLayerChoosesByFilter()
-    {
-        QTemporaryDir dir;
-        QFile::copy(HOST_TEST_PLUGIN, dir.filePath("libtestlayer.so"));
-        PluginManager manager;
-        manager.loadFolders({dir.path()});
-        QVERIFY(manager.fileFilter().contains("Test Raster (*.tstr)"));
-        QVERIFY(manager.fileFilter().contains(Korvane::ImageLayer::FileFilter));
-
-        HostTest::writeText(dir.filePath("a.TSTR"), "8 6 #112233\n");
-        QString error;
-        std::unique_ptr<Korvane::Map::Layer> layer(manager.openLayer(dir.filePath("a.TSTR"), &error));
-        QVERIFY2(layer, qPrintable(error));
-        QCOMPARE(layer->metaObject()->className(), "TestRasterLayer");
-
-        HostTest::patternImage(QSize(4, 3)).save(dir.filePath("b.png"));
-        layer.reset(manager.openLayer(dir.filePath("b.png"), &error));
-        QVERIFY2(qobject_cast<Korvane::ImageLayer*>(layer.get()), qPrintable(error));
-    }
-
-    void openLayerFailures_data()
+    void openLayer_data()
     {
         QTest::addColumn<QString>("fileName");
-        QTest::addColumn<QString>("content");
-        QTest::addColumn<QString>("errorPart");
-        QTest::newRow("nobody reads it") << "c.xyz"
-                                         << ""
-                                         << "No layer plug-in reads files like c.xyz";
-        QTest::newRow("plug-in's own error") << "bad.tstr"
-                                             << "nonsense"
-                                             << "is not a test raster";
-        QTest::newRow("missing image") << "gone.png" << QString() << "does not exist";
-        QTest::newRow("address nobody serves") << "xrvp://server/x.jp2" << QString() << "";
+        QTest::addColumn<bool>("enabled");
+        QTest::addColumn<QString>("content");   // null: no file; "PNG": a picture
+        QTest::addColumn<QString>("expected");  // class name made, or part of the error
+        const QString raster = "8 6 #112233";
+        QTest::newRow("plug-in's filter, any case") << "a.TSTR" << true << raster << "TestRasterLayer";
+        QTest::newRow("built-in picture") << "b.png" << true << QString("PNG") << "Korvane::ImageLayer";
+        QTest::newRow("disabled plug-in") << "a.tstr" << false << raster << "No layer plug-in reads";
+        QTest::newRow("nobody reads it") << "c.xyz" << true << QString("") << "No layer plug-in reads files like c.xyz";
+        QTest::newRow("plug-in's own error") << "bad.tstr" << true << QString("nonsense") << "is not a test raster";
+        QTest::newRow("missing image") << "gone.png" << true << QString() << "does not exist";
+        QTest::newRow("address nobody serves") << "xrvp://server/x.jp2" << true << QString() << "";
     }
 
-    void openLayerFailures()
+    void openLayer()
     {
         QFETCH(QString, fileName);
+        QFETCH(bool, enabled);
         QFETCH(QString, content);
-        QFETCH(QString, errorPart);
+        QFETCH(QString, expected);
         QTemporaryDir dir;
         QFile::copy(HOST_TEST_PLUGIN, dir.filePath("libtestlayer.so"));
         PluginManager manager;
         manager.loadFolders({dir.path()});
+        manager.plugins().first().info->setEnabled(enabled);
+        QCOMPARE(manager.fileFilter().contains("Test Raster (*.tstr)"), enabled);
+        QVERIFY(manager.fileFilter().contains(Korvane::ImageLayer::FileFilter));
         const QString source = fileName.contains("://") ? fileName : dir.filePath(fileName);
-        if (!content.isNull()) HostTest::writeText(source, content);
+        if (content == "PNG")
+            HostTest::patternImage(QSize(4, 3)).save(source);
+        else if (!content.isNull())
+            HostTest::writeText(source, content);
         QString error;
-        QVERIFY(!manager.openLayer(source, &error));
-        QVERIFY2(!error.isEmpty() && error.contains(errorPart), qPrintable(error));
-    }
-
-    void disabledPluginIsSkipped()
-    {
-        QTemporaryDir dir;
-        QFile::copy(HOST_TEST_PLUGIN, dir.filePath("libtestlayer.so"));
-        PluginManager manager;
-        manager.loadFolders({dir.path()});
-        manager.plugins().first().info->setEnabled(false);
-        HostTest::writeText(dir.filePath("a.tstr"), "8 6 #112233\n");
-        QString error;
-        QVERIFY(!manager.openLayer(dir.filePath("a.tstr"), &error));
-        QVERIFY(!manager.fileFilter().contains("*.tstr"));
+        std::unique_ptr<Korvane::Map::Layer> layer(manager.openLayer(source, &error));
         manager.plugins().first().info->setEnabled(true);
+        if (layer)
+            QCOMPARE(QString(layer->metaObject()->className()), expected);
+        else
+            QVERIFY2(!error.isEmpty() && error.contains(expected) && !expected.contains("Layer"), qPrintable(error));
     }
 };
 

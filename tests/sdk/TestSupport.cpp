@@ -1,9 +1,11 @@
 #include "TestSupport.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
+#include <QtEndian>
 
 namespace TestSupport {
 
@@ -38,6 +40,25 @@ bool run(const QString& program, const QStringList& arguments, QString* output, 
         return false;
     }
     return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+}
+
+QByteArray readAll(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+bool writeAll(const QString& path, const QByteArray& bytes)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
+}
+
+QByteArray box(const char* type, const QByteArray& content)
+{
+    QByteArray b(4, 0);
+    qToBigEndian(quint32(8 + content.size()), b.data());
+    return b + QByteArray(type, 4) + content;
 }
 
 }  // namespace TestSupport

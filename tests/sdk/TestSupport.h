@@ -2,6 +2,7 @@
 // are, and running a tool.
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
 
@@ -21,5 +22,12 @@ QString findProgram(const QString& name);
 /// Runs a program and waits (at most `timeoutMs`); returns true when it exited with 0.
 /// Its standard output and error go to `output` when given.
 bool run(const QString& program, const QStringList& arguments, QString* output = nullptr, int timeoutMs = 120000);
+
+/// A file's bytes (empty when unreadable), and writing bytes to a file.
+QByteArray readAll(const QString& path);
+bool writeAll(const QString& path, const QByteArray& bytes);
+
+/// A JP2 box: big-endian length, four-letter type, content.
+QByteArray box(const char* type, const QByteArray& content);
 
 }  // namespace TestSupport

@@ -10,31 +10,14 @@
 
 #include "TestImages.h"
 #include "TestSupport.h"
+#include "WarningLog.h"
 #include "xrv60.h"
 
+using TestSupport::box;
+using TestSupport::readAll;
+using TestSupport::writeAll;
+
 namespace {
-
-// Keeps the warnings the engine logs.
-class WarningSink : public PLK::ILogger<char> {
-public:
-    void OnRegister() override {}
-    void OnUnregister() override {}
-    bool isLevelEnabled(const PLK::CLogContext*, int level) override { return level >= PLK::LOG_WARNING; }
-    void write(const PLK::CLogContext*, int, const char* text) override
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_texts << QString::fromUtf8(text);
-    }
-    QStringList take()
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return std::exchange(m_texts, {});
-    }
-
-private:
-    std::mutex m_mutex;
-    QStringList m_texts;
-};
 
 // The whole image at full resolution through the default bands, as the map shows it.
 QImage renderFull(const QString& path, QString* error)
@@ -77,18 +60,6 @@ int maxDifference(const QImage& ours, const QImage& reference, QPoint* where = n
     return most;
 }
 
-QByteArray readAll(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-bool writeAll(const QString& path, const QByteArray& bytes)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
-}
-
 quint32 be32(const QByteArray& b, int at)
 {
     return quint32(quint8(b[at])) << 24 | quint32(quint8(b[at + 1])) << 16 | quint32(quint8(b[at + 2])) << 8 |
@@ -98,13 +69,6 @@ quint32 be32(const QByteArray& b, int at)
 void put32(QByteArray& b, int at, quint32 v)
 {
     for (int i = 0; i < 4; ++i) b[at + i] = char(v >> (24 - 8 * i));
-}
-
-QByteArray box(const char* type, const QByteArray& content)
-{
-    QByteArray b(4, 0);
-    put32(b, 0, quint32(content.size() + 8));
-    return b + type + content;
 }
 
 // A JP2 written by opj_compress: signature, file type, header, code-stream (the last box).
@@ -235,7 +199,7 @@ private:
     QString makeColourFile(const QString& name, const QByteArray& headerBoxes, int components);
 
     QTemporaryDir m_dir;
-    WarningSink m_sink;
+    WarningLog m_sink;
     QString m_tiled;     ///< RGB, 12 tiles of 12 tile-parts each
     QByteArray m_table;  ///< the palette the palette file carries, R G B per entry
 };

@@ -9,6 +9,8 @@
 #include <QtTest>
 
 #include "TestImages.h"
+#include "TestSupport.h"
+#include "WarningLog.h"
 #include "jp2/OpjCodestreamDecoder.h"
 #include "xrv60.h"
 
@@ -87,21 +89,6 @@ long peakKilobytes()
     return usage.ru_maxrss;
 }
 
-// Counts the engine's warnings and errors.
-class CountingLogger : public PLK::ILogger<char> {
-public:
-    void OnRegister() override {}
-    void OnUnregister() override {}
-    bool isLevelEnabled(const PLK::CLogContext*, int level) override { return level >= PLK::LOG_WARNING; }
-    void write(const PLK::CLogContext*, int, const char* text) override
-    {
-        QMutexLocker lock(&mutex);
-        messages << QString::fromUtf8(text);
-    }
-    QMutex mutex;
-    QStringList messages;
-};
-
 struct Picture {
     QImage image;
     int percent = -1;
@@ -158,9 +145,8 @@ private slots:
         // Every file the fuzzers found a fault with, kept as it was found.
         const QDir findings(QFileInfo(QStringLiteral(__FILE__)).absolutePath() + "/../data");
         for (const QFileInfo& f : findings.entryInfoList({"fuzz-*"}, QDir::Files)) {
-            QFile file(f.filePath());
-            QVERIFY(file.open(QIODevice::ReadOnly));
-            QTest::newRow(qPrintable(f.fileName())) << file.readAll() << f.fileName().contains("-opens");
+            QTest::newRow(qPrintable(f.fileName()))
+                << TestSupport::readAll(f.filePath()) << f.fileName().contains("-opens");
         }
     }
     // Opening, describing, counting statistics and rendering a small view all end normally,
@@ -171,9 +157,7 @@ private slots:
         QFETCH(bool, opens);
         QTemporaryDir dir;
         const QString path = dir.filePath("hostile.jp2");
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
-        file.close();
+        QVERIFY(TestSupport::writeAll(path, bytes));
         const long before = peakKilobytes();
         PLK::CView view;
         const PLK::CError error = view.Open(PLK::CString(path.toStdString()), false);
@@ -224,21 +208,16 @@ private slots:
         QString message;
         QVERIFY2(TestImages::compress(png, whole, {"-t", "128,128", "-n", "4", "-r", "8"}, &message),
                  qPrintable(message));
-        QFile in(whole);
-        QVERIFY(in.open(QIODevice::ReadOnly));
-        const QByteArray all = in.readAll();
+        const QByteArray all = TestSupport::readAll(whole);
         const QString cut = dir.filePath("cut.jp2");
-        QFile out(cut);
-        QVERIFY(out.open(QIODevice::WriteOnly));
-        out.write(all.left(all.size() * percent / 100));
-        out.close();
+        QVERIFY(TestSupport::writeAll(cut, all.left(all.size() * percent / 100)));
 
         PLK::CView reference;
         QVERIFY(reference.Open(PLK::CString(whole.toStdString()), false).Success());
         const Picture expected = render(reference, 256);
         PLK::CView view;
         QVERIFY(view.Open(PLK::CString(cut.toStdString()), false).Success());
-        logger.messages.clear();
+        logger.take();
         const Picture got = render(view, 256);
         QCOMPARE(got.percent, 100);
         int same = 0, clear = 0;
@@ -254,14 +233,14 @@ private slots:
         QCOMPARE(same + clear, 256 * 256);
         QVERIFY(clear > 0 && same > 0);
         // Redraws report nothing new.
-        const QStringList first = logger.messages;
+        logger.take();
         render(view, 256);
         render(view, 128);
-        QCOMPARE(logger.messages, first);
+        QCOMPARE(logger.take(), QStringList());
     }
 
 private:
-    CountingLogger logger;
+    WarningLog logger;
 };
 
 QTEST_GUILESS_MAIN(TestHostile)

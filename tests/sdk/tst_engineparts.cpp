@@ -151,34 +151,25 @@ void TestEngineParts::quantize_data()
 {
     QTest::addColumn<int>("bits");
     QTest::addColumn<bool>("isSigned");
-    QTest::addColumn<bool>("opacity");
-    QTest::addColumn<bool>("autoscale");
-    QTest::addColumn<bool>("dither");
-    QTest::addColumn<double>("tmin");  // NaN: no transform
+    QTest::addColumn<QString>("flags");  // "opacity", "autoscale", "dither"
+    QTest::addColumn<double>("tmin");    // NaN: no transform
     QTest::addColumn<double>("tmax");
     QTest::addColumn<float>("value");
     QTest::addColumn<int>("low");  // every pixel of a 4 x 4 dither cell gives low or low + spread
     QTest::addColumn<int>("spread");
     const double none = qQNaN();
-    QTest::newRow("8-bit passes through") << 8 << false << false << false << false << none << none << 173.f << 173 << 0;
-    QTest::newRow("signed 8-bit is offset") << 8 << true << false << false << false << none << none << -128.f << 0 << 0;
-    QTest::newRow("16-bit keeps top bits")
-        << 16 << false << false << false << false << none << none << 65535.f << 255 << 0;
-    QTest::newRow("16-bit mid") << 16 << false << false << false << false << none << none << 32768.f << 128 << 0;
-    QTest::newRow("transform stretches") << 16 << false << false << false << false << 1000.0 << 2000.0 << 1500.f << 128
-                                         << 0;
-    QTest::newRow("transform clamps low")
-        << 16 << false << false << false << false << 1000.0 << 2000.0 << 10.f << 0 << 0;
-    QTest::newRow("transform clamps high")
-        << 16 << false << false << false << false << 1000.0 << 2000.0 << 9000.f << 255 << 0;
-    QTest::newRow("1-bit mask autoscaled") << 1 << false << true << true << false << none << none << 1.f << 255 << 0;
-    QTest::newRow("1-bit mask left alone") << 1 << false << true << false << false << none << none << 1.f << 1 << 0;
-    QTest::newRow("4-bit colour stretched")
-        << 4 << false << false << false << false << none << none << 15.f << 255 << 0;
-    QTest::newRow("dither within one step")
-        << 8 << false << false << false << true << none << none << 100.4f << 100 << 1;
-    QTest::newRow("opacity never dithered")
-        << 8 << false << true << false << true << none << none << 100.4f << 100 << 0;
+    QTest::newRow("8-bit passes through") << 8 << false << "" << none << none << 173.f << 173 << 0;
+    QTest::newRow("signed 8-bit is offset") << 8 << true << "" << none << none << -128.f << 0 << 0;
+    QTest::newRow("16-bit keeps top bits") << 16 << false << "" << none << none << 65535.f << 255 << 0;
+    QTest::newRow("16-bit mid") << 16 << false << "" << none << none << 32768.f << 128 << 0;
+    QTest::newRow("transform stretches") << 16 << false << "" << 1000.0 << 2000.0 << 1500.f << 128 << 0;
+    QTest::newRow("transform clamps low") << 16 << false << "" << 1000.0 << 2000.0 << 10.f << 0 << 0;
+    QTest::newRow("transform clamps high") << 16 << false << "" << 1000.0 << 2000.0 << 9000.f << 255 << 0;
+    QTest::newRow("1-bit mask autoscaled") << 1 << false << "opacity autoscale" << none << none << 1.f << 255 << 0;
+    QTest::newRow("1-bit mask left alone") << 1 << false << "opacity" << none << none << 1.f << 1 << 0;
+    QTest::newRow("4-bit colour stretched") << 4 << false << "" << none << none << 15.f << 255 << 0;
+    QTest::newRow("dither within one step") << 8 << false << "dither" << none << none << 100.4f << 100 << 1;
+    QTest::newRow("opacity never dithered") << 8 << false << "opacity dither" << none << none << 100.4f << 100 << 0;
 }
 
 void TestEngineParts::quantize()
@@ -196,10 +187,8 @@ void TestEngineParts::quantize()
     BandTransform t;
     t.active = !qIsNaN(tmin);
     if (t.active) t.transform = PLK::API::CMinMaxTransform(tmin, tmax);
-    QFETCH(bool, opacity);
-    QFETCH(bool, autoscale);
-    QFETCH(bool, dither);
-    const BandQuantizer q(band, t, opacity, autoscale, dither);
+    QFETCH(QString, flags);
+    const BandQuantizer q(band, t, flags.contains("opacity"), flags.contains("autoscale"), flags.contains("dither"));
     QSet<int> seen;
     for (uint32_t y = 0; y < 4; ++y)
         for (uint32_t x = 0; x < 4; ++x) seen << q(value, x, y);

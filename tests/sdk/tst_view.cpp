@@ -124,9 +124,8 @@ private:
     }
 
     QTemporaryDir m_dir;
-    /// rgb: 1000 x 700, 256 tiles, 5 levels, 3 layers, tile-parts per resolution; tlm: the same
-    /// with a tile-part length index; grey: 640 x 480 lossless, untiled; rgba: 300 x 200;
-    /// deep: 16-bit grey 1000 + 10x + 5y; blocks: grey 64 x 64 blocks of 200 and 10, lossless.
+    /// rgb: 1000 x 700, 256 tiles, 5 levels, 3 layers, tile-parts per resolution; grey: 640 x 480 lossless, untiled;
+    /// rgba: 300 x 200; deep: 16-bit grey 1000 + 10x + 5y; blocks: grey 64 x 64 blocks of 200 and 10, lossless.
     QMap<QString, QString> m_files;
 };
 
@@ -143,7 +142,6 @@ void TestView::initTestCase()
         QImage image;
         QStringList args;
     } made[] = {{"rgb.jp2", TestImages::pattern(1000, 700, QImage::Format_RGB888), tiled},
-                {"tlm.jp2", TestImages::pattern(1000, 700, QImage::Format_RGB888), tiled + QStringList{"-TLM"}},
                 {"grey.j2k", TestImages::pattern(640, 480, QImage::Format_Grayscale8), {"-n", "4"}},
                 {"rgba.jp2", TestImages::pattern(300, 200, QImage::Format_ARGB32), {"-n", "3"}},
                 {"deep.jp2", QImage(), {"-n", "3"}},
@@ -171,8 +169,6 @@ void TestView::matchesReference_data()
     QTest::newRow("tiled RGB, right and bottom edge tiles") << "rgb" << QRect(700, 500, 300, 200) << QSize() << 0;
     QTest::newRow("tiled RGB, whole at level 2") << "rgb" << QRect() << QSize(250, 175) << 0;
     QTest::newRow("tiled RGB, one quality layer") << "rgb" << QRect() << QSize() << 1;
-    QTest::newRow("tiled RGB with TLM, across tiles") << "tlm" << QRect(200, 180, 600, 400) << QSize() << 0;
-    QTest::newRow("tiled RGB with TLM, whole at level 2") << "tlm" << QRect() << QSize(250, 175) << 0;
     QTest::newRow("grey, whole") << "grey" << QRect() << QSize() << 0;
     QTest::newRow("bundled sample, across tiles") << "sample" << QRect(3000, 2900, 700, 300) << QSize() << 0;
 }

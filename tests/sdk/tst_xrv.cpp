@@ -131,19 +131,17 @@ struct Opened {
     OpenedContainer container;
 };
 
-Opened openXrv(const std::shared_ptr<ByteSource>& source)
+Opened openXrv(std::shared_ptr<ByteSource> source, const OpenSettings& settings = OpenSettings())
 {
     Opened o;
-    o.error = XrvContainerReader().open(source, OpenSettings(), o.container);
+    o.error = XrvContainerReader().open(source, settings, o.container);
     return o;
 }
 
 Opened openXrv(const QString& path, const OpenSettings& settings = OpenSettings())
 {
-    Opened o;
-    auto source = FileByteSource::open(path.toStdString(), o.error);
-    if (source) o.error = XrvContainerReader().open(source, settings, o.container);
-    return o;
+    CError error;
+    return openXrv(FileByteSource::open(path.toStdString(), error), settings);
 }
 
 /// The whole image at `level`, block by block.

@@ -4,6 +4,8 @@
 
 #include "QDGui/GeoImage.h"
 
+#include <QtGui/QPainter>
+
 using Korvane::GeoImage;
 
 namespace {

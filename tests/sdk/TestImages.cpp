@@ -65,4 +65,20 @@ QImage decodeReference(const QString& input, const QStringList& arguments, const
     return QImage(output);
 }
 
+int maxDifference(const QImage& ours, const QImage& reference, QPoint* where)
+{
+    if (ours.size() != reference.size()) return -1;
+    const QImage a = ours.convertToFormat(QImage::Format_ARGB32);
+    const QImage b = reference.convertToFormat(QImage::Format_ARGB32);
+    int most = 0;
+    for (int y = 0; y < a.height(); ++y)
+        for (int x = 0; x < a.width(); ++x) {
+            const QRgb p = a.pixel(x, y), q = b.pixel(x, y);
+            const int d = qMax(qAbs(qRed(p) - qRed(q)), qMax(qAbs(qGreen(p) - qGreen(q)), qAbs(qBlue(p) - qBlue(q))));
+            if (d > most && where) *where = QPoint(x, y);
+            most = qMax(most, d);
+        }
+    return most;
+}
+
 }  // namespace TestImages

@@ -17,4 +17,8 @@ bool compress(const QString& input, const QString& output, const QStringList& ar
 /// Decodes with opj_decompress into a PNG (or PGM for more than 8 bits) and loads it.
 QImage decodeReference(const QString& input, const QStringList& arguments, const QString& workFolder);
 
+/// The largest difference of red, green or blue over the picture (opacity aside), and where;
+/// -1 when the sizes differ.
+int maxDifference(const QImage& ours, const QImage& reference, QPoint* where = nullptr);
+
 }  // namespace TestImages

@@ -43,23 +43,6 @@ QImage renderFull(const QString& path, QString* error)
     return image;
 }
 
-// The largest difference of red, green or blue over the picture; -1 when the sizes differ.
-int maxDifference(const QImage& ours, const QImage& reference, QPoint* where = nullptr)
-{
-    if (ours.size() != reference.size()) return -1;
-    const QImage a = ours.convertToFormat(QImage::Format_ARGB32);
-    const QImage b = reference.convertToFormat(QImage::Format_ARGB32);
-    int most = 0;
-    for (int y = 0; y < a.height(); ++y)
-        for (int x = 0; x < a.width(); ++x) {
-            const QRgb p = a.pixel(x, y), q = b.pixel(x, y);
-            const int d = qMax(qAbs(qRed(p) - qRed(q)), qMax(qAbs(qGreen(p) - qGreen(q)), qAbs(qBlue(p) - qBlue(q))));
-            if (d > most && where) *where = QPoint(x, y);
-            most = qMax(most, d);
-        }
-    return most;
-}
-
 quint32 be32(const QByteArray& b, int at)
 {
     return quint32(quint8(b[at])) << 24 | quint32(quint8(b[at + 1])) << 16 | quint32(quint8(b[at + 2])) << 8 |
@@ -330,7 +313,7 @@ void TestCompat::matchesOpenJpeg()
     if (reference.size() != ours.size()) return;
     if (tolerance < 0) tolerance = reference.depth() > 32 || reference.format() == QImage::Format_Grayscale16;
     QPoint at;
-    const int difference = maxDifference(ours, reference, &at);
+    const int difference = TestImages::maxDifference(ours, reference, &at);
     QVERIFY2(difference <= tolerance, qPrintable(QString("%1 levels at (%2, %3): ours %4, opj_decompress %5")
                                                      .arg(difference)
                                                      .arg(at.x())
@@ -388,7 +371,7 @@ void TestCompat::iccProfilesThroughLittleCms()
     const QImage ours = renderFull(path, &error);
     QVERIFY2(!ours.isNull(), qPrintable(error));
     QPoint at;
-    const int difference = maxDifference(ours, reference, &at);
+    const int difference = TestImages::maxDifference(ours, reference, &at);
     QVERIFY2(difference >= 0 && difference <= 2,
              qPrintable(QString("%1 levels at (%2, %3)").arg(difference).arg(at.x()).arg(at.y())));
 }

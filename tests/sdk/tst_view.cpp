@@ -35,16 +35,6 @@ PLK::CError setCells(PLK::CView& view, std::vector<int> bands, int c0, int r0, i
     return view.SetView(int(bands.size()), bands.data(), w, h, x1, y1, x2, y2);
 }
 
-int differingPixels(const QImage& a, const QImage& b)
-{
-    if (a.size() != b.size()) return -1;
-    int n = 0;
-    for (int y = 0; y < a.height(); ++y)
-        for (int x = 0; x < a.width(); ++x)
-            if ((a.pixel(x, y) & 0xFFFFFF) != (b.pixel(x, y) & 0xFFFFFF)) ++n;
-    return n;
-}
-
 // A progressive view that keeps what its passes deliver.
 class RecordingView : public PLK::CView {
 public:
@@ -202,7 +192,7 @@ void TestView::matchesReference()
     if (layers) args << "-l" << QString::number(layers);
     const QImage reference = TestImages::decodeReference(path, args, m_dir.path());
     if (reference.isNull()) QSKIP("opj_decompress could not make a reference");
-    QCOMPARE(differingPixels(readView(view), reference.convertToFormat(QImage::Format_ARGB32)), 0);
+    QCOMPARE(TestImages::maxDifference(readView(view), reference), 0);
 }
 
 // The engine, not the name, says what a file is: a JPEG 2000 file under any extension opens
@@ -247,7 +237,7 @@ void TestView::progressivePassesRunCoarseToFine()
     PLK::CView blocking;
     QVERIFY(open(blocking, "rgb", false));
     QVERIFY(setCells(blocking, {0, 1, 2}, 0, 0, 1000, 700, 1000, 700).Success());
-    QCOMPARE(differingPixels(passes.back().picture, readView(blocking)), 0);
+    QCOMPARE(TestImages::maxDifference(passes.back().picture, readView(blocking)), 0);
 
     // A view over ground already decoded goes straight to the final picture.
     QVERIFY(setCells(view, {0, 1, 2}, 0, 0, 1000, 700, 1000, 700).Success());

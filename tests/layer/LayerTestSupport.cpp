@@ -125,6 +125,13 @@ QImage renderWithXrvtool(const QString& file, double x1, double y1, double x2, d
     return picture;
 }
 
+std::unique_ptr<Korvane::XRVJP2kLayer> openLayer(const QString& file)
+{
+    auto layer = std::make_unique<Korvane::XRVJP2kLayer>(nullptr);
+    if (!layer->setDataSource(file)) qWarning("%s", qPrintable(layer->getLastError()));
+    return layer;
+}
+
 XRVJP2kRenderer* rendererOf(Korvane::XRVJP2kLayer& layer)
 {
     return dynamic_cast<XRVJP2kRenderer*>(layer.getFile());

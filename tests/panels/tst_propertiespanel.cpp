@@ -6,12 +6,9 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QGroupBox>
-#include <QLabel>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QRadioButton>
-#include <QScrollArea>
-#include <QScrollBar>
 #include <QSlider>
 #include <QSpinBox>
 #include <QTextEdit>
@@ -61,7 +58,6 @@ private slots:
     void layerGoneGreysOut_data();
     void layerGoneGreysOut();
     void wheelNeedsFocus();
-    void resampleLabelNotClipped();
     void subWindowActivation_data();
     void subWindowActivation();
 
@@ -293,14 +289,6 @@ void TestPropertiesPanel::wheelNeedsFocus()
     QTRY_VERIFY(slider->hasFocus());
     turn();
     QVERIFY(m_layer->getContrast() != 1.0);
-}
-
-void TestPropertiesPanel::resampleLabelNotClipped()
-{
-    m_panel->resize(390, 800);
-    QCoreApplication::processEvents();
-    auto* label = child<QLabel>("label");
-    QVERIFY(label->width() >= label->fontMetrics().horizontalAdvance(label->text()));
 }
 
 void TestPropertiesPanel::subWindowActivation_data()

@@ -292,6 +292,7 @@ void TestView::bandsOpacityAndOffImagePixels()
 
     PLK::CView grey;
     QVERIFY(open(grey, "grey", false));
+    QCOMPARE(int(grey.GetPercentComplete()), 100);  // no view set: nothing is being decoded
     QVERIFY(grey.GetDefaultRGBABandList(bands).Success());
     QCOMPARE(bands, (std::vector<uint32_t>{0, 0, 0}));
     QCOMPARE(QString(grey.GetFileInfo()->pBands[0].szDesc), QString("Grayscale"));

@@ -68,6 +68,9 @@ CError ViewEngine::open(const std::string& name, bool progressive, bool headerOn
         m_view = ViewSnapshot{};
         m_cancel = std::make_shared<std::atomic<bool>>(false);
     }
+    // Until a view is set there is nothing to decode: a layer whose image lies off the map
+    // never sets one, and must not read as "0 %" for ever.
+    m_counted = true;
     if (m_progressive) m_worker.reset(new ProgressiveWorker([this](uint64_t g) { runPasses(g); }));
     return CError();
 }

@@ -1,6 +1,6 @@
 // Views through the public interface, on real files: pixels against opj_decompress (the
-// conformance files are compared in tst_compat), format and protocol as the engine finds them,
-// the progressive passes and their cancellation, dynamic range, statistics, memory, and errors.
+// conformance files are compared in tst_compat), the progressive passes and their
+// cancellation, dynamic range, statistics, memory, and errors.
 #include <QtTest>
 
 #include <QTemporaryDir>
@@ -92,8 +92,6 @@ private slots:
     void initTestCase();
     void matchesReference_data();
     void matchesReference();
-    void formatAndProtocolFromTheEngine_data();
-    void formatAndProtocolFromTheEngine();
     void progressivePassesRunCoarseToFine();
     void newViewCancelsPassInFlight();
     void closeDuringPassIsPrompt();
@@ -193,31 +191,6 @@ void TestView::matchesReference()
     const QImage reference = TestImages::decodeReference(path, args, m_dir.path());
     if (reference.isNull()) QSKIP("opj_decompress could not make a reference");
     QCOMPARE(TestImages::maxDifference(readView(view), reference), 0);
-}
-
-// The engine, not the name, says what a file is: a JPEG 2000 file under any extension opens
-// as one, and a local file is never a stream connection.
-void TestView::formatAndProtocolFromTheEngine_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::newRow("named .xrv") << "really-jpeg2000.xrv";
-    QTest::newRow("no extension") << "image";
-    QTest::newRow("address-like name") << "xrvp-lookalike.jp2";
-}
-
-void TestView::formatAndProtocolFromTheEngine()
-{
-    QFETCH(QString, name);
-    const QString path = m_dir.filePath(name);
-    QFile::remove(path);
-    QVERIFY(QFile::copy(m_files["grey"], path));
-    PLK::CView view;
-    QVERIFY(view.Open(PLK::CString((path + "|extra").toStdString()), false).Success());
-    QCOMPARE(view.GetFileType(), PLK_FILE_JPEG2000);
-    QVERIFY(!view.GetFile()->IsXrvpConnection());
-    QVERIFY(!view.GetStream()->IsNetworkStream());
-    QCOMPARE(view.GetStream()->Size(), quint64(QFileInfo(path).size()));
-    QCOMPARE(QString(view.GetFileName()), path + "|extra");  // the name as given
 }
 
 void TestView::progressivePassesRunCoarseToFine()

@@ -1,13 +1,8 @@
-// Small host helpers the plug-in leans on: file size texts from caller-given formats, and the
-// histogram record's ownership of its buckets.
+// Small host helpers the plug-in leans on: file size texts from caller-given formats.
 #include "HostTestSupport.h"
 
-#include "QDGui/HistogramT.h"
 #include "QDGui/StringUtil.h"
 
-#include <utility>
-
-using Korvane::Map::HistogramT;
 using Korvane::Util::String::formatFileSize;
 
 class TestUtil : public QObject {
@@ -36,28 +31,6 @@ private slots:
         QFETCH(QByteArray, format);
         QFETCH(QString, expected);
         QCOMPARE(formatFileSize(bytes, format.isNull() ? nullptr : format.constData()), expected);
-    }
-
-    void histogramCopiesAreDeep()
-    {
-        HistogramT<quint64> a(4);
-        a.counts[2] = 7;
-        HistogramT<quint64> b(a);
-        b.counts[2] = 9;
-        QCOMPARE(a.counts[2], quint64(7));
-        HistogramT<quint64> c;
-        c = b;
-        QVERIFY(c.counts != b.counts);
-        quint64* buckets = c.counts;
-        HistogramT<quint64> d(std::move(c));
-        QCOMPARE(d.counts, buckets);  // moved, not copied
-        QCOMPARE(c.counts, nullptr);
-        QVector<HistogramT<quint64>> bands{a, b, d};
-        bands.remove(0);
-        QCOMPARE(bands.first().counts[2], quint64(9));
-        HistogramT<quint64> empty(0);
-        HistogramT<quint64> emptyCopy(empty);
-        QCOMPARE(emptyCopy.counts, nullptr);
     }
 };
 

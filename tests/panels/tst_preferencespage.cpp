@@ -54,7 +54,6 @@ private slots:
     void memorySlider();
     void cacheInUse_data();
     void cacheInUse();
-    void saveWritesEveryKey();
     void defaultsThenSave();
     void loggingChoiceSentOnSave_data();
     void loggingChoiceSentOnSave();
@@ -145,39 +144,6 @@ void TestPreferencesPage::cacheInUse()
     QCOMPARE(child<QLabel>("xrvpDiskCacheSizeLabel")->text(), shown);
 }
 
-void TestPreferencesPage::saveWritesEveryKey()
-{
-    store().setValue("XRVJP2kLayer/LogLevel", 3);
-    makePage();
-    for (const char* box : {"useXrvTexture", "useResilientDecoding", "useBilinearSampling", "useAdaptiveRendering",
-                            "useOpenProgressive", "useWinHTTPInXRVP", "logXrvMessages"})
-        PanelTest::click(child<QCheckBox>(box));
-    QTest::keyClick(child<QGroupBox>("diskCacheGroupBox"), Qt::Key_Space);  // its check box
-    child<QSpinBox>("clipPercent")->setValue(85);
-    child<QLineEdit>("userAgentLineEdit")->setText("Viewer/2.0");
-    // Typed locations are not taken; the folder chooser is the way to change it.
-    QTest::keyClicks(child<QLineEdit>("xrvpDiskCacheLocationEdit"), "/typed");
-
-    m_page->onSavePrefs();
-
-    const QVariantMap expected{{"TextureDither", true},           {"LocalXrvpCache", false},
-                               {"XrvpCacheDir", DefaultCacheDir}, {"CacheMaxMemMb", 512},
-                               {"DiskCacheMaxSizeMb", 500},       {"ResilientDecoding", false},
-                               {"OptimizeNonProgressive", false}, {"OptimizeNearestNeighbour", false},
-                               {"AdaptiveRendering", true},       {"DefaultClipTransform", 85},
-                               {"OpenProgressive", false},        {"UseWinHTTPInXrvp", true},
-                               {"XRVPUserAgent", "Viewer/2.0"},   {"LogXrvEvents", false}};
-    store().beginGroup("XRVJP2kLayer");
-    QStringList keys = store().childKeys();
-    store().endGroup();
-    QStringList expectedKeys = expected.keys();
-    keys.sort();
-    expectedKeys.sort();
-    QCOMPARE(keys, expectedKeys);  // the obsolete log level is gone
-    for (auto it = expected.begin(); it != expected.end(); ++it)
-        QVERIFY2(stored(qPrintable(it.key())).toString() == it.value().toString(), qPrintable(it.key()));
-}
-
 void TestPreferencesPage::defaultsThenSave()
 {
     const QVariantMap before{{"TextureDither", false},
@@ -192,8 +158,11 @@ void TestPreferencesPage::defaultsThenSave()
                              {"AdaptiveRendering", true},
                              {"OpenProgressive", false}};
     for (auto it = before.begin(); it != before.end(); ++it) store().setValue("XRVJP2kLayer/" + it.key(), it.value());
+    store().setValue("XRVJP2kLayer/LogLevel", 3);
     makePage(4096);
     PanelTest::click(child<QPushButton>("defaultsButton"));
+    // Typed locations are not taken; the folder chooser is the way to change it.
+    QTest::keyClicks(child<QLineEdit>("xrvpDiskCacheLocationEdit"), "/typed");
     QCOMPARE(child<QSlider>("xrvpMemCacheDirSizeSlider")->value(), 50);  // 512 of 1024 MB
     QCOMPARE(stored("XRVPUserAgent").toString(), QString("Old/1.0"));    // nothing stored before a save
 
@@ -214,6 +183,7 @@ void TestPreferencesPage::defaultsThenSave()
     for (auto it = after.begin(); it != after.end(); ++it)
         QVERIFY2(stored(qPrintable(it.key())).toString() == it.value().toString(), qPrintable(it.key()));
     QVERIFY(store().contains("XRVJP2kLayer/XRVPUserAgent"));
+    QVERIFY(!store().contains("XRVJP2kLayer/LogLevel"));  // obsolete, dropped on save
 }
 
 void TestPreferencesPage::loggingChoiceSentOnSave_data()

@@ -6,8 +6,6 @@
 #include "QDGui/XRVPBrowser.h"
 
 #include <QtCore/QSettings>
-#include <QtWidgets/QLineEdit>
-#include <QtWidgets/QListWidget>
 
 #include <cstdio>
 #include <thread>

@@ -18,7 +18,6 @@
 #include "QDGui/Application.h"
 #include "QDGui/IDockWidgetProvider.h"
 #include "QDGui/ILayerEditorPlugin.h"
-#include "QDGui/ILayerPluginInfo.h"
 #include "QDGui/MapView.h"
 #include "QDGui/XRVPBrowser.h"
 

@@ -1,5 +1,5 @@
 // The engine's small parts on their own: the shared block cache (memory bound, eviction, one
-// decode per block across threads), band statistics and the path to screen bytes, and the view
+// decode per block across threads), histogram buckets and the path to screen bytes, and the view
 // geometry (level choice and which cell each pixel samples).
 #include <QtTest>
 
@@ -38,7 +38,6 @@ class TestEngineParts : public QObject {
 private slots:
     void cacheStaysWithinLimitLeastRecentFirst();
     void cacheDecodesEachBlockOnce();
-    void histogram();
     void histogramBuckets_data();
     void histogramBuckets();
     void quantize_data();
@@ -99,24 +98,6 @@ void TestEngineParts::cacheDecodesEachBlockOnce()
     QCOMPARE(emptyHanded.load(), 4);
     QVERIFY(!cache.claim(key(1)));  // decoded already
     QVERIFY(cache.claim(key(2)));   // free to decode again
-}
-
-void TestEngineParts::histogram()
-{
-    BandHistogram h(8, false);
-    std::vector<int32_t> v;
-    for (int i = 0; i < 100; ++i) v.push_back(i);  // 0..99
-    v.push_back(50);                               // 50 is the mode
-    h.add(v.data(), v.size());
-    QCOMPARE(h.total(), uint64_t(101));
-    QCOMPARE(h.minimum(), 0.0);
-    QCOMPARE(h.maximum(), 99.0);
-    QCOMPARE(h.mode(), 50.0);
-    QCOMPARE(h.percentile(0), 0.0);
-    QCOMPARE(h.percentile(50), 50.0);
-    QCOMPARE(h.percentile(100), 99.0);
-    QVERIFY(qAbs(h.mean() - 5000.0 / 101) < 1e-9);
-    QVERIFY(h.standardDeviation() > 28.0 && h.standardDeviation() < 30.0);
 }
 
 void TestEngineParts::histogramBuckets_data()

@@ -322,6 +322,8 @@ void TestView::statisticsOfKnownData()
     QCOMPARE(s.fMode, 10.0f);  // a quarter of the blocks are 200
     QVERIFY(qAbs(s.fMeanVal - (0.25f * 200 + 0.75f * 10)) < 0.5f);
     QCOMPARE(s.Histogram[200] * 3, s.Histogram[10]);
+    QCOMPARE(s.fMedianVal, 10.0f);
+    QVERIFY(qAbs(s.fStandardDev - 190 * std::sqrt(0.25f * 0.75f)) < 0.5f);
     PLKFreeStatistics(stats);
 }
 

@@ -166,8 +166,6 @@ private slots:
     void damagedFiles_data();
     void damagedFiles();
     void concurrentDecodes();
-    void registryRecognisesFirstBytes_data();
-    void registryRecognisesFirstBytes();
     void rangesReadTogether();
 
 private:
@@ -577,27 +575,6 @@ void tst_Jp2Reader::concurrentDecodes()
     std::atomic<bool> cancel{true};
     RegionBuffer out;
     QCOMPARE(d.decode(0, 0, 0, {0, 0, 64, 64}, out, &cancel, false).GetErrorNumber(), int(PLK_ERROR_CANCELLED));
-}
-
-void tst_Jp2Reader::registryRecognisesFirstBytes_data()
-{
-    QTest::addColumn<QByteArray>("head");
-    QTest::addColumn<QString>("format");
-    QTest::newRow("JP2 signature") << QByteArray::fromHex("0000000C6A5020200D0A870A") << "JPEG 2000";
-    QTest::newRow("code-stream") << QByteArray::fromHex("FF4FFF51002F") << "JPEG 2000";
-    QTest::newRow("XRV") << QByteArray::fromHex("89585256") + "\r\n\x1A\n"
-                         << "XRV";
-    QTest::newRow("XRV cut short") << QByteArray::fromHex("895852560D0A") << "";
-    QTest::newRow("text") << QByteArray("P6\n1 1\n255\n...") << "";
-    QTest::newRow("nothing") << QByteArray() << "";
-}
-
-void tst_Jp2Reader::registryRecognisesFirstBytes()
-{
-    QFETCH(QByteArray, head);
-    const ContainerReader* reader =
-        ContainerRegistry::find(reinterpret_cast<const uint8_t*>(head.constData()), size_t(head.size()));
-    QTEST(QString(reader ? reader->formatName() : ""), "format");
 }
 
 // Several ranges in one call, short at the end of the file; a raised cancel flag stops the call;

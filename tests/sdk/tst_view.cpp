@@ -389,6 +389,9 @@ void TestView::openErrors_data()
                                << int(PLK::PLK_ERROR_NOT_SUPPORTED_FORMAT) << "not a JPEG 2000 or XRV file";
     QTest::newRow("empty file") << "empty.jp2" << QByteArray("") << int(PLK::PLK_ERROR_NOT_SUPPORTED_FORMAT)
                                 << "not a JPEG 2000 or XRV file";
+    QTest::newRow("XRV signature cut short")
+        << "short.xrv" << QByteArray::fromHex("895852560D0A") << int(PLK::PLK_ERROR_NOT_SUPPORTED_FORMAT)
+        << "not a JPEG 2000 or XRV file";
     QTest::newRow("folder") << "." << none << int(PLK::PLK_ERROR_FILE_OPEN) << "folder";
     QTest::newRow("no name") << "|only a suffix" << none << int(PLK::PLK_ERROR_INVALID_ARGUMENT) << "No file name";
     QTest::newRow("unknown protocol") << "gopher://server.invalid/site.jp2" << none

@@ -21,7 +21,7 @@ Q_DECLARE_METATYPE(PLKColorSpace)
 
 namespace {
 
-struct Spec {
+struct ImageCase {
     uint32_t width = 700, height = 500, block = 256;
     int bands = 3;
     int bits = 8;
@@ -34,7 +34,7 @@ struct Spec {
 
 // Cells of a deterministic pattern: Qt's test pattern for 8-bit data, a ramp with ripples for
 // 16-bit data.
-std::vector<std::vector<int32_t>> cellsFor(const Spec& s)
+std::vector<std::vector<int32_t>> cellsFor(const ImageCase& s)
 {
     std::vector<std::vector<int32_t>> planes(s.bands, std::vector<int32_t>(size_t(s.width) * s.height));
     const QImage image = TestImages::pattern(int(s.width), int(s.height), QImage::Format_RGBA8888);
@@ -54,7 +54,7 @@ std::vector<std::vector<int32_t>> cellsFor(const Spec& s)
     return planes;
 }
 
-Xrv::Header headerFor(const Spec& s)
+Xrv::Header headerFor(const ImageCase& s)
 {
     Xrv::Header h;
     h.width = s.width;
@@ -84,7 +84,8 @@ Xrv::Header headerFor(const Spec& s)
     return h;
 }
 
-bool writeXrv(const QString& path, const Spec& s, const std::vector<std::vector<int32_t>>& planes, std::string& error)
+bool writeXrv(const QString& path, const ImageCase& s, const std::vector<std::vector<int32_t>>& planes,
+              std::string& error)
 {
     XrvWriteOptions options;
     options.reversible = s.reversible;
@@ -190,7 +191,7 @@ private:
 void TestXrv::initTestCase()
 {
     QVERIFY(m_dir.isValid());
-    Spec s;
+    ImageCase s;
     s.width = s.height = 512;
     s.bands = 1;
     s.colour = PLK_COLOR_GREYSCALE;
@@ -226,7 +227,7 @@ void TestXrv::roundTrip()
     QFETCH(int, alpha);
     QFETCH(bool, reversible);
     QFETCH(double, minPsnr);
-    Spec s;
+    ImageCase s;
     s.bands = bands;
     s.bits = bits;
     s.isSigned = isSigned;
@@ -365,7 +366,7 @@ void TestXrv::damaged()
 
 void TestXrv::coarseViewReadsOnlyCoarseBytes()
 {
-    Spec s;
+    ImageCase s;
     s.width = s.height = 1024;
     s.reversible = false;
     const QString path = m_dir.filePath("coarse.xrv");
@@ -408,7 +409,7 @@ void TestXrv::coarseViewReadsOnlyCoarseBytes()
 
 void TestXrv::textureDither()
 {
-    Spec s;
+    ImageCase s;
     s.bands = 4;
     s.alpha = 3;
     s.reversible = false;

@@ -53,11 +53,11 @@ bool parseContentRange(const std::string& value, HttpResponse& r)
 {
     const std::string v = trim(value);
     if (lower(v.substr(0, 6)) != "bytes ") return false;
-    const std::string spec = trim(v.substr(6));
-    const size_t slash = spec.find('/');
+    const std::string rangeText = trim(v.substr(6));
+    const size_t slash = rangeText.find('/');
     if (slash == std::string::npos) return false;
-    const std::string span = spec.substr(0, slash);
-    const std::string total = spec.substr(slash + 1);
+    const std::string span = rangeText.substr(0, slash);
+    const std::string total = rangeText.substr(slash + 1);
     r.hasTotal = total != "*";
     if (r.hasTotal && !parseNumber(total, r.total)) return false;
     if (span == "*") {

@@ -83,6 +83,17 @@ public:
     /// when reads can go on.
     virtual CError reconnect() { return CError(); }
 
+    /// A single positioned read through readRanges, for sources whose ranged path is the real one.
+    int64_t readOneRange(uint64_t offset, void* buffer, size_t length)
+    {
+        std::vector<RangeRead> reads(1);
+        reads[0].offset = offset;
+        reads[0].length = length;
+        reads[0].buffer = buffer;
+        readRanges(reads);
+        return reads[0].read;
+    }
+
     /// Reads exactly `length` bytes; false when fewer are available or the read fails.
     bool readExact(uint64_t offset, void* buffer, size_t length)
     {

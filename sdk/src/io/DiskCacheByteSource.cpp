@@ -35,12 +35,7 @@ DiskCacheByteSource::DiskCacheByteSource(std::shared_ptr<HttpByteSource> stream,
 
 int64_t DiskCacheByteSource::readAt(uint64_t offset, void* buffer, size_t length)
 {
-    std::vector<RangeRead> reads(1);
-    reads[0].offset = offset;
-    reads[0].length = length;
-    reads[0].buffer = buffer;
-    readRanges(reads);
-    return reads[0].read;
+    return readOneRange(offset, buffer, length);
 }
 
 ReadStatus DiskCacheByteSource::readRanges(std::vector<RangeRead>& reads, const std::atomic<bool>* cancel)

@@ -820,12 +820,7 @@ CError HttpByteSource::reconnect()
 
 int64_t HttpByteSource::readAt(uint64_t offset, void* buffer, size_t length)
 {
-    std::vector<RangeRead> reads(1);
-    reads[0].offset = offset;
-    reads[0].length = length;
-    reads[0].buffer = buffer;
-    readRanges(reads);
-    return reads[0].read;
+    return readOneRange(offset, buffer, length);
 }
 
 void HttpByteSource::prefetch(const std::vector<ByteRange>& ranges)

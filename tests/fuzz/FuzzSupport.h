@@ -21,7 +21,7 @@ public:
     uint64_t size() const override { return m_size; }
     int64_t readAt(uint64_t offset, void* buffer, size_t length) override
     {
-        if (offset >= m_size) return 0;
+        if (offset >= m_size || length == 0) return 0;
         const size_t n = static_cast<size_t>(std::min<uint64_t>(length, m_size - offset));
         std::memcpy(buffer, m_data + offset, n);
         return static_cast<int64_t>(n);

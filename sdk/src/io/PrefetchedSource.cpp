@@ -38,6 +38,7 @@ ReadStatus PrefetchedSource::fetch(std::vector<ByteRange> ranges, const std::ato
 
 int64_t PrefetchedSource::readAt(uint64_t offset, void* buffer, size_t length)
 {
+    if (length == 0) return 0;
     auto it = std::upper_bound(m_pieces.begin(), m_pieces.end(), offset,
                                [](uint64_t o, const Piece& p) { return o < p.offset; });
     if (it != m_pieces.begin()) {

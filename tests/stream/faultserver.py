@@ -17,6 +17,8 @@ Serves one file with byte ranges at /<mode>/<name>, where <mode> chooses a fault
   redirect    302 to /ok/<name>
   stall       data requests wait 20 s before any answer
   switch      good while /control/up, connections closed at once after /control/down
+  nomulti     good (the name only says it): like every mode here, a request for several
+              ranges at once gets 200 and the whole file, as some object stores answer
 
 With --upstream URL it is instead a proxy to URL that waits --delay-ms before each request
 (the benchmark's slow network). It prints "PORT <n>" once listening and stops by itself after

@@ -18,15 +18,68 @@
 #include "CFileBase.h"
 #include "CView.h"
 #include "StreamServers.h"
+#include "TestImages.h"
 #include "TestSupport.h"
 #include "io/ByteSourceFactory.h"
 #include "io/DiskCacheFolder.h"
+#include "io/FileByteSource.h"
+#include "io/HttpByteSource.h"
+#include "jp2/CodestreamHeader.h"
+#include "jp2/Jp2BoxReader.h"
+#include "jp2/TilePartIndex.h"
 #include "xrv60.h"
 
+using namespace PLK::Engine;
 using StreamTest::FaultServer;
 using StreamTest::Nginx;
 
 namespace {
+
+/// A local file read the way a stream is (it says it is remote).
+class AsIfRemote : public ByteSource {
+public:
+    explicit AsIfRemote(std::shared_ptr<ByteSource> file) : m_file(std::move(file)) {}
+    uint64_t size() const override { return m_file->size(); }
+    int64_t readAt(uint64_t offset, void* buffer, size_t length) override
+    {
+        return m_file->readAt(offset, buffer, length);
+    }
+    const std::string& name() const override { return m_file->name(); }
+    SourceProtocol protocol() const override { return SourceProtocol::Xrvp; }
+
+private:
+    std::shared_ptr<ByteSource> m_file;
+};
+
+/// The tile-part index of the JPEG 2000 image `source` holds, as an open builds it.
+bool indexOf(ByteSource& source, TilePartIndex& index)
+{
+    Jp2Boxes boxes;
+    CodestreamHeader header;
+    if (Jp2BoxReader::read(source, boxes) ||
+        CodestreamHeader::read(source, boxes.codestreamOffset, boxes.codestreamLength, header))
+        return false;
+    index.build(source, boxes.codestreamOffset + header.mainHeaderLength,
+                boxes.codestreamOffset + boxes.codestreamLength, header);
+    return true;
+}
+
+/// Every field of every tile-part alike; the parts in all.
+int compareIndexes(const TilePartIndex& a, const TilePartIndex& b)
+{
+    if (a.tileCount() != b.tileCount() || a.damage() != b.damage()) return -1;
+    int parts = 0;
+    for (uint32_t t = 0; t < a.tileCount(); ++t) {
+        if (a.parts(t).size() != b.parts(t).size()) return -1;
+        for (size_t i = 0; i < a.parts(t).size(); ++i, ++parts) {
+            const TilePart &x = a.parts(t)[i], &y = b.parts(t)[i];
+            if (x.offset != y.offset || x.length != y.length || x.psot != y.psot || x.index != y.index ||
+                x.count != y.count || x.sequence != y.sequence || x.truncated != y.truncated)
+                return -1;
+        }
+    }
+    return parts;
+}
 
 void useDiskCache(const QString& folder, int megabytes)
 {
@@ -88,6 +141,10 @@ private slots:
     void cancelStopsWaiting();
     void diskCacheStaysWithinBound();
     void diskCacheServesSecondOpen();
+    void indexWithoutWalking_data();
+    void indexWithoutWalking();
+    void scatteredReadsFewRequests_data();
+    void scatteredReadsFewRequests();
 
 private:
     QString address(const QString& scheme, int port, const QString& path) const
@@ -124,6 +181,17 @@ void TestStream::initTestCase()
     m_faults.reset(new FaultServer);
     QVERIFY2(m_faults->start({"--file", m_sample, "--lifetime", "600", "--max-requests", "5000"}, &error),
              qPrintable(error));
+
+    // Tiled images with tile-parts by resolution, with and without their length index, and
+    // with one tile-part per tile.
+    const QString ppm = m_www.filePath("pattern.ppm");
+    QVERIFY(TestImages::pattern(1500, 1100, QImage::Format_RGB32).save(ppm, "PPM"));
+    const QStringList common{"-t", "256,256", "-n", "5", "-p", "RPCL", "-r", "20,10,1"};
+    for (const auto& image : {qMakePair(QString("by-resolution.jp2"), QStringList{"-TP", "R"}),
+                              qMakePair(QString("with-lengths.jp2"), QStringList{"-TP", "R", "-TLM"}),
+                              qMakePair(QString("per-tile.jp2"), QStringList())})
+        QVERIFY2(TestImages::compress(ppm, m_www.filePath(image.first), common + image.second, &error),
+                 qPrintable(error));
 
     PLK::CView local;
     QVERIFY(local.Open(PLK::CString(m_sample.toStdString()), false).Success());
@@ -204,6 +272,7 @@ void TestStream::faults_data()
     QTest::newRow("ranges ignored") << "noranges" << open << "does not answer byte-range requests";
     QTest::newRow("changed while open") << "changed" << read << "changed on the server";
     QTest::newRow("redirect") << "redirect" << 0 << "";
+    QTest::newRow("one range per request") << "nomulti" << 0 << "";
 }
 
 void TestStream::faults()
@@ -331,6 +400,81 @@ void TestStream::diskCacheServesSecondOpen()
     QVERIFY(openAndRender(name).images == m_reference);
     QVERIFY(m_nginx->accessLog().size() > 1);
     useDiskCache(QString(), 0);
+}
+
+void TestStream::indexWithoutWalking_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<bool>("overHttp");
+    for (const char* file : {"by-resolution.jp2", "with-lengths.jp2", "per-tile.jp2"}) {
+        QTest::newRow(qPrintable(QString("%1 local").arg(file))) << file << false;
+        QTest::newRow(qPrintable(QString("%1 nginx").arg(file))) << file << true;
+    }
+}
+
+// Over a network the index must be the one a walk over the local file gives, found in batches
+// of small reads (one request each), never by reading the tile data.
+void TestStream::indexWithoutWalking()
+{
+    QFETCH(QString, file);
+    QFETCH(bool, overHttp);
+    PLK::CError error;
+    const auto local = FileByteSource::open(m_www.filePath(file).toStdString(), error);
+    TilePartIndex walked, probed;
+    QVERIFY(local && indexOf(*local, walked));
+    uint64_t requests = 0, bytes = 0;
+    if (overHttp) {
+        StreamSettings settings;
+        settings.diskCacheEnabled = false;
+        const auto stream =
+            HttpByteSource::open(address("xrvp", m_nginx->httpPort(), file).toStdString(), settings, error);
+        QVERIFY2(stream, error.GetErrorText());
+        QVERIFY(indexOf(*stream, probed));
+        requests = stream->requestCount();
+        bytes = stream->bytesReceived();
+    } else {
+        AsIfRemote remote(local);
+        QVERIFY(indexOf(remote, probed));
+    }
+    const int parts = compareIndexes(walked, probed);
+    QVERIFY2(parts > 0, "the index differs from the walk's");
+    QVERIFY2(requests <= uint64_t(parts) && bytes < local->size() / 4,
+             qPrintable(QString("%1 requests, %2 bytes for %3 tile-parts").arg(requests).arg(bytes).arg(parts)));
+}
+
+void TestStream::scatteredReadsFewRequests_data()
+{
+    QTest::addColumn<QString>("mode");  // empty: nginx, which answers several ranges at once
+    QTest::addColumn<int>("length");
+    QTest::addColumn<int>("maxRequests");
+    QTest::newRow("small, nginx") << "" << 200 << 2;
+    QTest::newRow("pages, nginx") << "" << 40000 << 2;
+    QTest::newRow("small, one range per request") << "nomulti" << 200 << 200;
+    QTest::newRow("pages, one range per request") << "nomulti" << 40000 << 200;
+}
+
+// Scattered ranges read in one call are the file's bytes, in few requests where the server
+// answers several ranges at once, and still right where it does not.
+void TestStream::scatteredReadsFewRequests()
+{
+    QFETCH(QString, mode);
+    QFETCH(int, length);
+    QFETCH(int, maxRequests);
+    const int port = mode.isEmpty() ? m_nginx->httpPort() : m_faults->port();
+    PLK::CError error;
+    StreamSettings settings;
+    settings.diskCacheEnabled = false;
+    const auto stream = HttpByteSource::open(
+        address("xrvp", port, mode.isEmpty() ? "sample.jp2" : mode + "/sample.jp2").toStdString(), settings, error);
+    QVERIFY2(stream, error.GetErrorText());
+    const QByteArray file = TestSupport::readAll(m_sample);
+    std::vector<QByteArray> buffers(60, QByteArray(length, 0));
+    std::vector<RangeRead> reads;
+    for (int i = 0; i < 60; ++i)
+        reads.push_back(RangeRead{uint64_t(100000 + i * 70001), size_t(length), buffers[size_t(i)].data()});
+    QVERIFY(stream->readRanges(reads) == ReadStatus::Ok);
+    for (int i = 0; i < 60; ++i) QVERIFY(buffers[size_t(i)] == file.mid(int(reads[size_t(i)].offset), length));
+    QVERIFY2(int(stream->requestCount()) <= 1 + maxRequests, qPrintable(QString::number(stream->requestCount())));
 }
 
 QTEST_GUILESS_MAIN(TestStream)

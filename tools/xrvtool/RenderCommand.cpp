@@ -105,6 +105,10 @@ int runRender(const QStringList& args)
         if (!o.quiet) std::printf(format, values...);
     };
     PLK::SDK::CFileBase::sFilesHelper().Get()->m_Config.SetCacheMaxmem(uint64_t(o.cacheMb) << 20);
+    // Streams read through the disk cache only when a folder is given.
+    PLK::SDK::CFileBase::sFilesHelper().Get()->m_Config.SetXrvpCacheEnabled(!o.streamCache.isEmpty());
+    PLK::SDK::CFileBase::sFilesHelper().Get()->m_Config.SetXrvpCacheLocation(o.streamCache.toLocal8Bit().constData());
+    PLK::SDK::CFileBase::sFilesHelper().Get()->m_Config.SetXrvpCacheSizeMb(o.streamCacheMb);
     PLKInit();
     int result = 1;
     {

@@ -92,6 +92,13 @@ bool RenderOptions::parse(const QStringList& args, QString& error)
         } else if (a == "--cache-mb") {
             if (!value(v)) return false;
             cacheMb = qMax(16, v.toInt());
+        } else if (a == "--stream-cache") {
+            const QStringList parts = value(v) ? v.split(',') : QStringList();
+            bool ok = parts.size() == 1;
+            if (parts.size() == 2) streamCacheMb = parts[1].toInt(&ok);
+            if (parts.isEmpty() || parts[0].isEmpty() || !ok || streamCacheMb <= 0)
+                return fail("--stream-cache takes FOLDER or FOLDER,MB");
+            streamCache = parts[0];
         } else if (a.startsWith("--")) {
             error = QStringLiteral("unknown option %1").arg(a);
             return false;

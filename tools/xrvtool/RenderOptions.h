@@ -22,7 +22,9 @@ struct RenderOptions {
     int panCount = 1;             ///< views in one run, each moved by the pan step
     double panDx = 0, panDy = 0;  ///< pan step in pixels
     int cacheMb = 256;
-    bool quiet = false;  ///< nothing on standard output, errors only
+    QString streamCache;      ///< disk cache folder for xrvp:// reads (empty: none)
+    int streamCacheMb = 256;  ///< its bound
+    bool quiet = false;       ///< nothing on standard output, errors only
 
     /// Parses the arguments after "render"; on failure returns false with `error` set.
     bool parse(const QStringList& args, QString& error);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <cstring>
 
 namespace PLK {
 namespace Engine {
@@ -117,6 +118,96 @@ HttpValidator HttpResponse::validator(uint64_t size) const
     v.etag = etag;
     v.lastModified = lastModified;
     return v;
+}
+
+namespace {
+
+/// The boundary parameter of a multipart content type, unquoted; empty when there is none or
+/// it is not a valid one.
+std::string boundaryOf(const std::string& contentType)
+{
+    const std::string lowered = lower(contentType);
+    if (lowered.rfind("multipart/byteranges", 0) != 0) return std::string();
+    const size_t at = lowered.find("boundary=");
+    if (at == std::string::npos) return std::string();
+    std::string b = contentType.substr(at + 9);
+    if (!b.empty() && b[0] == '"') {
+        const size_t close = b.find('"', 1);
+        if (close == std::string::npos) return std::string();
+        b = b.substr(1, close - 1);
+    } else {
+        b = trim(b.substr(0, b.find(';')));
+    }
+    return b.size() <= 70 ? b : std::string();
+}
+
+}  // namespace
+
+bool splitByteRanges(const std::string& contentType, const std::vector<uint8_t>& body, uint64_t total, size_t maxParts,
+                     std::vector<ByteRangePart>& parts, std::string& error)
+{
+    constexpr size_t kMaxLine = 1024;
+    constexpr int kMaxHeaders = 16;
+    parts.clear();
+    const std::string boundary = boundaryOf(contentType);
+    if (boundary.empty()) {
+        error = "a multipart answer without a usable boundary";
+        return false;
+    }
+    const std::string delimiter = "--" + boundary;
+    const char* data = reinterpret_cast<const char*>(body.data());
+    const size_t size = body.size();
+    const auto startsWith = [&](size_t at, const std::string& text) {
+        return at <= size && size - at >= text.size() && std::equal(text.begin(), text.end(), data + at);
+    };
+    size_t pos = startsWith(0, "\r\n") ? 2 : 0;
+    if (!startsWith(pos, delimiter)) {
+        error = "a multipart answer that does not start with its boundary";
+        return false;
+    }
+    pos += delimiter.size();
+    for (;;) {
+        if (startsWith(pos, "--")) return true;  // the closing delimiter; an epilogue is ignored
+        if (!startsWith(pos, "\r\n") || parts.size() >= maxParts) {
+            error = parts.size() >= maxParts ? "more parts than were asked for" : "a damaged part boundary";
+            return false;
+        }
+        pos += 2;
+        HttpResponse headers;
+        for (int line = 0;; ++line) {
+            const char* found =
+                line < kMaxHeaders
+                    ? static_cast<const char*>(std::memchr(data + pos, '\n', std::min(kMaxLine, size - pos)))
+                    : nullptr;
+            if (!found) {
+                error = "a part header that is too long or not ended";
+                return false;
+            }
+            const size_t length = static_cast<size_t>(found - (data + pos)) + 1;
+            if (length <= 2 && (length == 1 || data[pos] == '\r')) {
+                pos += length;
+                break;
+            }
+            headers.addHeaderLine(data + pos, length);
+            pos += length;
+        }
+        if (!headers.hasRange || !headers.hasTotal || headers.total != total) {
+            error = "a part without the Content-Range of this file";
+            return false;
+        }
+        const uint64_t bytes = headers.rangeLast - headers.rangeFirst + 1;
+        if (bytes > size - pos) {
+            error = "a part cut short";
+            return false;
+        }
+        parts.push_back(ByteRangePart{headers.rangeFirst, headers.rangeLast, pos});
+        pos += static_cast<size_t>(bytes);
+        if (!startsWith(pos, "\r\n" + delimiter)) {
+            error = "a part longer than its Content-Range";
+            return false;
+        }
+        pos += 2 + delimiter.size();
+    }
 }
 
 const char* httpReason(long status)

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace PLK {
 namespace Engine {
@@ -46,6 +47,20 @@ struct HttpResponse {
 
 /// "bytes 10-19/100", "bytes */100" -> fields of `r`; false when the text is not of that form.
 bool parseContentRange(const std::string& value, HttpResponse& r);
+
+/// One part of a multipart/byteranges answer: bytes first..last of the file.
+struct ByteRangePart {
+    uint64_t first = 0;
+    uint64_t last = 0;
+    size_t bodyOffset = 0;  ///< where its bytes start in the answer's body
+};
+
+/// Splits the body of a "multipart/byteranges" answer (`contentType` names its boundary) into
+/// its parts. Strict: every part must carry a Content-Range of a file of `total` bytes and be
+/// followed by the boundary, at most `maxParts` parts, header lines of bounded length. False
+/// with `error` set when the body is not such an answer.
+bool splitByteRanges(const std::string& contentType, const std::vector<uint8_t>& body, uint64_t total, size_t maxParts,
+                     std::vector<ByteRangePart>& parts, std::string& error);
 
 /// The reason phrase we show for a status code ("Not Found").
 const char* httpReason(long status);

@@ -1,6 +1,7 @@
 #include "jp2/TilePartIndex.h"
 
 #include <algorithm>
+#include <map>
 
 #include "jp2/ByteCursor.h"
 
@@ -11,9 +12,36 @@ namespace {
 constexpr uint32_t kSotBytes = 12;
 constexpr uint32_t kMinTilePart = kSotBytes + 2;  // SOT segment and SOD marker
 constexpr size_t kScanChunk = 64 * 1024;
+// A tile-part's index within its tile is one byte: a tile never has more parts than this. More
+// in a file are damage, and left out so that a tile never costs more reads than this.
+constexpr size_t kMaxPartsPerTile = 255;
 // Tile-parts up to a quarter of this long are walked from one read of this many bytes; past
 // that, reading just the next header costs less than reading ahead.
 constexpr size_t kWindow = 256 * 1024;
+// Over a network a walk costs a round trip per tile-part. Headers are instead looked for all
+// at once: a few bytes at every place the chains of tile-part lengths lead to, and a small
+// window where the part after that is likely to start, all in one batch of reads per round.
+constexpr size_t kHeaderBytes = 16;
+constexpr uint64_t kProbeHalfWidth = 256;
+constexpr uint64_t kProbeBudgetMin = 64 * 1024;  // bytes of windows, at least (a quarter of a percent beyond)
+constexpr uint32_t kMaxRounds = 4096;
+constexpr uint32_t kClusterWidth = 2048;
+
+/// The length most tile-parts of `sorted` lengths come close to: the middle of the densest
+/// span of kClusterWidth bytes. Rate-controlled encoders fill most tiles to the same budget,
+/// while the rest (plain areas, edge tiles) scatter below it.
+uint32_t likelyLength(const std::vector<uint32_t>& sorted)
+{
+    size_t best = 0, bestCount = 0;
+    for (size_t i = 0, j = 0; i < sorted.size(); ++i) {
+        while (j < sorted.size() && sorted[j] - sorted[i] <= kClusterWidth) ++j;
+        if (j - i > bestCount) {
+            bestCount = j - i;
+            best = i + (j - i - 1) / 2;
+        }
+    }
+    return sorted[best];
+}
 }  // namespace
 
 /// Serves the bytes of tile-part headers, reading ahead a window at a time while tile-parts are
@@ -29,6 +57,7 @@ public:
             *got = length;
             return m_bytes.data() + (offset - m_start);
         }
+        if (const uint8_t* b = known(offset, length, got)) return b;
         const uint64_t want = std::min<uint64_t>(readAhead ? std::max(kWindow, length) : length, m_end - offset);
         m_bytes.resize(static_cast<size_t>(want));
         ++m_reads;
@@ -39,6 +68,23 @@ public:
         *got = std::min(length, m_bytes.size());
         return m_bytes.data();
     }
+    /// Bytes read ahead of the walk (tile-part headers found by probing), at their offsets.
+    std::map<uint64_t, std::vector<uint8_t>> prefetched;
+    /// The prefetched bytes at `offset`: all `length` of them, or those up to the end.
+    const uint8_t* known(uint64_t offset, size_t length, size_t* got) const
+    {
+        auto it = prefetched.upper_bound(offset);
+        if (it == prefetched.begin()) return nullptr;
+        --it;
+        const uint64_t from = offset - it->first;
+        const std::vector<uint8_t>& bytes = it->second;
+        if (from >= bytes.size()) return nullptr;
+        const size_t available = bytes.size() - static_cast<size_t>(from);
+        if (available < length && it->first + bytes.size() < m_end) return nullptr;
+        *got = std::min(length, available);
+        return bytes.data() + from;
+    }
+    uint64_t end() const { return m_end; }
     ByteSource& source() { return m_source; }
     /// Whether the next header is worth reading ahead for: the tile-parts are short.
     bool readAhead = true;
@@ -70,6 +116,7 @@ void TilePartIndex::build(ByteSource& source, uint64_t firstSot, uint64_t end, c
     m_fromLengthIndex = !header.tileLengths.empty() && buildFromLengths(reader, firstSot, end, header.tileLengths);
     if (!m_fromLengthIndex) {
         reset(header);
+        if (source.isRemote()) probeHeaders(reader, firstSot, end);
         walk(reader, firstSot, end);
     }
     settle();
@@ -88,7 +135,7 @@ bool TilePartIndex::buildFromLengths(HeaderReader& reader, uint64_t firstSot, ui
         if (entry.tile >= m_tiles.size() || entry.length < kMinTilePart || entry.length > end - std::min(end, pos))
             return false;
         std::vector<TilePart>& list = m_tiles[entry.tile];
-        if (list.size() > 255) return false;
+        if (list.size() >= kMaxPartsPerTile) return false;
         TilePart part;
         part.offset = pos;
         part.length = part.psot = entry.length;
@@ -103,6 +150,93 @@ bool TilePartIndex::buildFromLengths(HeaderReader& reader, uint64_t firstSot, ui
     reader.readAhead = false;
     return readSot(reader, firstSot, end, first, tile) == SotRead::TilePart && tile == lengths.front().tile &&
            (first.psot == 0 || first.psot == lengths.front().length);
+}
+
+// Finds the offsets the walk will visit without a round trip for each: every round reads, in one
+// batch, the header at the end of every chain of tile-parts known so far (where the chain from
+// the first tile-part goes next, and where chains started at headers found by probing go), plus
+// a small window where the tile-part after that would start if it were as long as others with
+// the same index. Inside entropy-coded data 0xFF is never followed by a byte above 0x8F, so a
+// plausible SOT header in a window is a real one; a wrong one would only start a chain the
+// first never joins. The walk then runs as always, over the bytes read here: the index is
+// exactly the walk's, and where the probing fell short the walk reads for itself.
+void TilePartIndex::probeHeaders(HeaderReader& reader, uint64_t firstSot, uint64_t end)
+{
+    struct Header {
+        uint32_t psot = 0;
+        uint8_t index = 0;
+        uint8_t count = 0;
+    };
+    std::map<uint64_t, Header> headers;  // plausible SOT headers among the bytes read
+    const auto parse = [&](uint64_t offset, Header& h) {
+        size_t got = 0;
+        const uint8_t* b = reader.known(offset, kSotBytes, &got);
+        if (!b || got < kSotBytes) return false;
+        ByteCursor c(b, kSotBytes);
+        if (c.u16() != CodestreamHeader::SOT || c.u16() != 10 || c.u16() >= m_tiles.size()) return false;
+        h.psot = c.u32();
+        h.index = c.u8();
+        h.count = c.u8();
+        return h.psot >= kMinTilePart && h.psot <= end - offset && (h.count == 0 || h.index < h.count);
+    };
+    const auto scan = [&](uint64_t from, const std::vector<uint8_t>& bytes) {
+        for (size_t i = 0; i + 1 < bytes.size(); ++i) {
+            Header h;
+            if (bytes[i] == 0xFF && bytes[i + 1] == 0x90 && parse(from + i, h)) headers[from + i] = h;
+        }
+    };
+    const uint64_t budget = std::max<uint64_t>(kProbeBudgetMin, (end - firstSot) / 400);
+    uint64_t spent = 0;
+    for (uint32_t round = 0; round < kMaxRounds; ++round) {
+        // How far the chain from the first tile-part is known.
+        uint64_t pos = firstSot;
+        Header h;
+        while (end - std::min(end, pos) >= 2 && parse(pos, h) && h.psot != 0) pos += h.psot;
+        // Whether the header at `offset` (or the end marker) has been read.
+        const auto held = [&](uint64_t offset) {
+            size_t got = 0;
+            return reader.known(offset, static_cast<size_t>(std::min<uint64_t>(kSotBytes, end - offset)), &got) !=
+                   nullptr;
+        };
+        if (end - std::min(end, pos) < kMinTilePart || held(pos)) return;  // done, or damage for the walk
+        // Ends of every chain at or after it, and where the part after each would start.
+        std::map<uint64_t, uint64_t> tips;  // offset -> predicted next offset (0: none)
+        std::map<uint8_t, std::vector<uint32_t>> lengths;
+        for (const auto& entry : headers) lengths[entry.second.index].push_back(entry.second.psot);
+        for (auto& entry : lengths) std::sort(entry.second.begin(), entry.second.end());
+        for (const auto& entry : headers) {
+            const uint64_t next = entry.first + entry.second.psot;
+            if (next < pos || end - std::min(end, next) < kMinTilePart || held(next)) continue;
+            const uint8_t nextIndex = entry.second.count != 0 && entry.second.index + 1 >= entry.second.count
+                                          ? 0
+                                          : static_cast<uint8_t>(entry.second.index + 1);
+            auto same = lengths.find(nextIndex);
+            tips[next] = next + likelyLength(same != lengths.end() ? same->second : lengths.begin()->second);
+        }
+        tips.emplace(pos, 0);
+        std::vector<RangeRead> reads;
+        std::vector<std::vector<uint8_t>> buffers;
+        for (const auto& tip : tips) {
+            buffers.emplace_back(static_cast<size_t>(std::min<uint64_t>(kHeaderBytes, end - tip.first)));
+            reads.push_back(RangeRead{tip.first, buffers.back().size(), nullptr});
+            const uint64_t guess = tip.second;
+            if (guess == 0 || spent >= budget || guess + kProbeHalfWidth >= end) continue;
+            auto after = headers.upper_bound(tip.first);
+            if (after != headers.end() && after->first <= guess + kProbeHalfWidth) continue;  // known there already
+            const uint64_t from = std::max(tip.first + kMinTilePart, guess - std::min(guess, kProbeHalfWidth));
+            buffers.emplace_back(static_cast<size_t>(guess + kProbeHalfWidth - from));
+            reads.push_back(RangeRead{from, buffers.back().size(), nullptr});
+            spent += buffers.back().size();
+        }
+        for (size_t i = 0; i < reads.size(); ++i) reads[i].buffer = buffers[i].data();
+        ++m_reads;
+        if (reader.source().readRanges(reads) != ReadStatus::Ok) return;  // the walk meets the fault itself
+        for (size_t i = 0; i < reads.size(); ++i) {
+            buffers[i].resize(static_cast<size_t>(std::max<int64_t>(reads[i].read, 0)));
+            reader.prefetched[reads[i].offset] = std::move(buffers[i]);
+        }
+        for (const RangeRead& r : reads) scan(r.offset, reader.prefetched[r.offset]);
+    }
 }
 
 void TilePartIndex::walk(HeaderReader& reader, uint64_t firstSot, uint64_t end)
@@ -127,8 +261,13 @@ void TilePartIndex::walk(HeaderReader& reader, uint64_t firstSot, uint64_t end)
             continue;
         }
         part.sequence = m_sequence++;
-        m_tiles[tile].push_back(part);
-        previous = &m_tiles[tile].back();
+        if (m_tiles[tile].size() >= kMaxPartsPerTile) {
+            noteDamage("tile " + std::to_string(tile) + " has more tile-parts than a tile can have");
+            previous = nullptr;
+        } else {
+            m_tiles[tile].push_back(part);
+            previous = &m_tiles[tile].back();
+        }
         if (part.truncated) {
             noteDamage("the code-stream is cut short in tile " + std::to_string(tile));
             break;

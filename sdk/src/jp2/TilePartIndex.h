@@ -53,6 +53,8 @@ private:
     void reset(const CodestreamHeader& header);
     bool buildFromLengths(HeaderReader& reader, uint64_t firstSot, uint64_t end,
                           const std::vector<TileLength>& lengths);
+    /// Reads ahead, in a few batches, the tile-part headers the walk will need (streams).
+    void probeHeaders(HeaderReader& reader, uint64_t firstSot, uint64_t end);
     void walk(HeaderReader& reader, uint64_t firstSot, uint64_t end);
     SotRead readSot(HeaderReader& reader, uint64_t offset, uint64_t end, TilePart& part, uint16_t& tile);
     /// Offset of the next plausible SOT marker at or after `from`, or `end` when there is none.

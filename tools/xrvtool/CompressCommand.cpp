@@ -13,6 +13,7 @@
 #include <ogr_spatialref.h>
 
 #include "CompressJp2.h"
+#include "GdalModule.h"
 #include "georef/CrsDescriber.h"
 #include "georef/GeoTransformConverter.h"
 #include "xrv/HtBlockCodec.h"
@@ -403,4 +404,9 @@ int runCompress(const QStringList& args)
                 o.lossless ? "lossless" : (QString::number(writer.psnr(), 'f', 2) + " dB").toUtf8().constData(),
                 seconds, megapixels / seconds, o.threads);
     return 0;
+}
+
+extern "C" int xrvtoolCompress(const QStringList* args)
+{
+    return runCompress(*args);
 }

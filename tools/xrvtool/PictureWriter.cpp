@@ -7,8 +7,7 @@
 #include <memory>
 #include <vector>
 
-#include <gdal_priv.h>
-#include <ogr_spatialref.h>
+#include "GdalModule.h"
 
 namespace {
 
@@ -24,9 +23,6 @@ bool opaque(const QImage& picture)
 
 struct FileCloser {
     void operator()(std::FILE* f) const { std::fclose(f); }
-};
-struct DatasetCloser {
-    void operator()(GDALDataset* ds) const { GDALClose(ds); }
 };
 
 }  // namespace
@@ -106,40 +102,8 @@ bool PictureWriter::writeNetpbm(const QImage& picture, const QString& path, bool
 bool PictureWriter::writeTiff(const QImage& picture, const QString& path, const PictureGeoreference& geo,
                               QString& error)
 {
-    GDALAllRegister();
-    GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("GTiff");
-    if (!driver) {
-        error = QStringLiteral("GDAL has no GeoTIFF driver");
-        return false;
-    }
-    const bool alpha = !opaque(picture);
-    const int bands = alpha ? 4 : 3;
-    const char* options[] = {"INTERLEAVE=PIXEL", alpha ? "ALPHA=YES" : nullptr, nullptr};
-    std::unique_ptr<GDALDataset, DatasetCloser> ds(driver->Create(QFile::encodeName(path).constData(), picture.width(),
-                                                                  picture.height(), bands, GDT_Byte,
-                                                                  const_cast<char**>(options)));
-    if (!ds) {
-        error = QStringLiteral("cannot create %1: %2").arg(path, QString::fromUtf8(CPLGetLastErrorMsg()));
-        return false;
-    }
-    if (geo.valid) {
-        double transform[6] = {geo.x1, (geo.x2 - geo.x1) / picture.width(), 0, geo.y1,
-                               0,      (geo.y2 - geo.y1) / picture.height()};
-        ds->SetGeoTransform(transform);
-        OGRSpatialReference srs;
-        if (geo.epsg > 0 && srs.importFromEPSG(geo.epsg) == OGRERR_NONE) ds->SetSpatialRef(&srs);
-    }
-    // The picture's bytes are blue, green, red, alpha: each band reads every fourth byte.
-    static const int offsets[] = {2, 1, 0, 3};
-    uint8_t* bits = const_cast<uint8_t*>(picture.constBits());
-    for (int b = 0; b < bands; ++b) {
-        if (ds->GetRasterBand(b + 1)->RasterIO(GF_Write, 0, 0, picture.width(), picture.height(), bits + offsets[b],
-                                               picture.width(), picture.height(), GDT_Byte, 4, picture.bytesPerLine(),
-                                               nullptr) != CE_None) {
-            error = QStringLiteral("cannot write %1: %2").arg(path, QString::fromUtf8(CPLGetLastErrorMsg()));
-            return false;
-        }
-    }
-    ds.reset();  // closing flushes
-    return true;
+    // The module writes an alpha band only for pictures that have one.
+    QImage image = picture;
+    if (image.format() == QImage::Format_ARGB32 && opaque(image)) image.reinterpretAsFormat(QImage::Format_RGB32);
+    return GdalModule::writeTiff(image, path, geo, error);
 }

@@ -9,8 +9,8 @@
 #include <QStringList>
 #include <cstdio>
 
-#include "CompressCommand.h"
 #include "ConsoleLogger.h"
+#include "GdalModule.h"
 #include "InfoCommand.h"
 #include "RenderCommand.h"
 #include "xrv60.h"
@@ -49,7 +49,7 @@ int main(int argc, char** argv)
     else if (command == QLatin1String("render"))
         result = runRender(args);
     else if (command == QLatin1String("compress"))
-        result = runCompress(args);
+        result = GdalModule::compress(args);
     else
         usage();
     PLK::CLog::RegisterLogger(static_cast<PLK::ILogger<char>*>(nullptr));

@@ -7,7 +7,7 @@
 #include "CLog.h"
 #include "PLKTypes.h"
 #include "cache/BlockCache.h"
-#include "georef/GdalReadScope.h"
+#include "georef/GeoModule.h"
 
 namespace {
 
@@ -25,8 +25,9 @@ void PLKInit()
 {
     std::lock_guard<std::mutex> lock(apiMutex());
     if (initCount++ == 0) {
-        // GDAL's table of file handlers has no lock: ours goes in while nothing else reads.
-        PLK::Engine::GdalReadScope::initialiseGdal();
+        // GDAL is loaded when an image's georeferencing is first read, unless the host has it
+        // already: then its table of file handlers, which has no lock, gets ours now.
+        PLK::Engine::GeoModule::loadIfGdalPresent();
         PLK::CLog::Log("engine", PLK::LOG_INFO, "xrv60 %s started", PLKGetVersion());
     }
 }

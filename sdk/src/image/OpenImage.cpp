@@ -6,7 +6,7 @@
 
 #include "CLog.h"
 #include "cache/BlockFetcher.h"
-#include "georef/GeoreferenceReader.h"
+#include "georef/GeoModule.h"
 #include "io/ByteSourceFactory.h"
 
 namespace PLK {
@@ -87,15 +87,41 @@ CError OpenImage::load(const std::string& name)
     error = m_reader->open(m_source, m_settings, m_container);
     if (error) return error;
 
-    m_georef = m_container.description.hasStoredPlacement
-                   ? m_container.description.storedPlacement
-                   : GeoreferenceReader::read(m_source, m_source->isRemote() ? std::string() : path,
-                                              m_settings.projectionFormat);
-    m_fileInfo.reset(new FileInfoRecord(m_container.description, m_georef, m_source->size()));
-    CLog::Log("view", LOG_INFO, "Opened %s (%s): %u x %u cells, %zu bands, %u levels, EPSG %d", path.c_str(),
-              formatName(), m_container.description.width, m_container.description.height,
-              m_container.description.bands.size(), m_container.decoder->levels(), m_georef.epsg);
+    m_localPath = m_source->isRemote() ? std::string() : path;
+    CLog::Log("view", LOG_INFO, "Opened %s (%s): %u x %u cells, %zu bands, %u levels", path.c_str(), formatName(),
+              m_container.description.width, m_container.description.height, m_container.description.bands.size(),
+              m_container.decoder->levels());
     return CError();
+}
+
+const Georeferencing& OpenImage::georef() const
+{
+    std::call_once(m_georefOnce, [this] { readGeoreferencing(); });
+    return m_georef;
+}
+
+PLKFileInfo* OpenImage::fileInfo() const
+{
+    georef();
+    return m_fileInfo->info();
+}
+
+void OpenImage::readGeoreferencing() const
+{
+    const ImageDescription& d = m_container.description;
+    GeoModule* geo = GeoModule::instance();
+    if (d.hasStoredPlacement) {
+        m_georef = d.storedPlacement;
+        if (geo) geo->describeCrs(m_settings.projectionFormat, m_georef);
+    } else if (geo) {
+        m_georef = geo->read(m_source, m_localPath, m_settings.projectionFormat);
+    } else {
+        m_georef.source = "none";
+    }
+    if (!geo) m_georef.datum = m_georef.projection = "RAW";  // the module said why when it failed to load
+    m_fileInfo.reset(new FileInfoRecord(d, m_georef, m_source->size()));
+    CLog::Log("view", LOG_INFO, "Georeferencing of %s: %s, EPSG %d", m_source->name().c_str(), m_georef.source.c_str(),
+              m_georef.epsg);
 }
 
 CError OpenImage::histograms(std::vector<BandHistogram>& out)

@@ -31,11 +31,14 @@ public:
     const std::shared_ptr<ByteSource>& source() const { return m_source; }
     const ImageDescription& description() const { return m_container.description; }
     RegionDecoder& decoder() const { return *m_container.decoder; }
-    const Georeferencing& georef() const { return m_georef; }
+    /// Where the image lies, read on the first call from any thread (through GDAL, unless the
+    /// file states it itself): opening and rendering need none of it.
+    const Georeferencing& georef() const;
     /// The format's name ("JPEG 2000") and how the bytes reach us, as the engine found them.
     const char* formatName() const { return m_reader ? m_reader->formatName() : ""; }
     SourceProtocol protocol() const { return m_source->protocol(); }
-    PLKFileInfo* fileInfo() const { return m_fileInfo->info(); }
+    /// Built with the georeferencing, on first use.
+    PLKFileInfo* fileInfo() const;
 
     /// Per-band histograms over the finest level no larger than 1024 x 1024 cells, counted on
     /// first use (the image's format stores none).
@@ -45,6 +48,7 @@ private:
     OpenImage() = default;
     CError load(const std::string& name);
     CError countHistograms();
+    void readGeoreferencing() const;
 
     uint64_t m_id = 0;
     OpenSettings m_settings;
@@ -52,8 +56,11 @@ private:
     std::string m_name;
     std::shared_ptr<ByteSource> m_source;
     OpenedContainer m_container;
-    Georeferencing m_georef;
-    std::unique_ptr<FileInfoRecord> m_fileInfo;
+    std::string m_localPath;  ///< the file on disk, for a world file beside it; empty for streams
+
+    mutable std::once_flag m_georefOnce;
+    mutable Georeferencing m_georef;
+    mutable std::unique_ptr<FileInfoRecord> m_fileInfo;
 
     std::mutex m_statsMutex;
     bool m_statsDone = false;

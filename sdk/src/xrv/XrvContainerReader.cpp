@@ -5,10 +5,7 @@
 #include <cstring>
 #include <memory>
 
-#include <ogr_spatialref.h>
-
 #include "CLog.h"
-#include "georef/CrsDescriber.h"
 #include "xrv/HtBlockCodec.h"
 
 namespace PLK {
@@ -34,18 +31,12 @@ std::string bandName(PLKColorSpace colour, size_t band, size_t bands, int alpha)
     return "Band " + std::to_string(band + 1);
 }
 
-Georeferencing placementOf(const Xrv::Header& h, PLKProjectionFormat format)
+// The file's own numbers; its coordinate reference system (kept as WKT and EPSG code) is
+// described when the georeferencing is first asked for, which needs GDAL.
+Georeferencing placementOf(const Xrv::Header& h)
 {
     Georeferencing g;
     const Xrv::Placement& p = h.placement;
-    OGRSpatialReference crs;
-    bool haveCrs = false;
-    if (p.present) {
-        crs.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
-        if (!p.wkt.empty()) haveCrs = crs.importFromWkt(p.wkt.c_str()) == OGRERR_NONE;
-        if (!haveCrs && p.epsg > 0) haveCrs = crs.importFromEPSG(p.epsg) == OGRERR_NONE;
-    }
-    CrsDescriber::describe(haveCrs ? &crs : nullptr, format, g);
     if (p.present) {
         g.georeferenced = true;
         g.originX = p.originX;
@@ -53,8 +44,9 @@ Georeferencing placementOf(const Xrv::Header& h, PLKProjectionFormat format)
         g.cellX = p.cellX;
         g.cellY = p.cellY;
         g.rotationDegrees = p.rotationDegrees;
-        if (g.epsg <= 0) g.epsg = p.epsg;
-        if (g.units == PLK_UNITS_UNKNOWN) g.units = p.units;
+        g.wkt = p.wkt;
+        g.epsg = p.epsg;
+        g.units = p.units;
         g.source = "XRV";
     }
     g.hasRpc = h.hasRpc;
@@ -62,7 +54,7 @@ Georeferencing placementOf(const Xrv::Header& h, PLKProjectionFormat format)
     return g;
 }
 
-void describe(const Xrv::Header& h, const OpenSettings& settings, ImageDescription& d)
+void describe(const Xrv::Header& h, ImageDescription& d)
 {
     d.fileType = PLK_FILE_XRV;
     d.width = h.width;
@@ -91,7 +83,7 @@ void describe(const Xrv::Header& h, const OpenSettings& settings, ImageDescripti
     }
     if (h.placement.present || h.hasRpc) {
         d.hasStoredPlacement = true;
-        d.storedPlacement = placementOf(h, settings.projectionFormat);
+        d.storedPlacement = placementOf(h);
     }
 }
 
@@ -126,7 +118,7 @@ CError XrvContainerReader::open(const std::shared_ptr<ByteSource>& source, const
             return CError(PLK_ERROR_UNSUPPORTED_FEATURE, "The XRV file '" + path + "' cannot be read: " + why + ".");
         return damaged(path, why);
     }
-    describe(header, settings, out.description);
+    describe(header, out.description);
     out.decoder =
         std::make_unique<XrvRegionDecoder>(source, std::move(header), std::move(levels), settings.textureDither);
     return CError();

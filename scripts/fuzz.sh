@@ -30,13 +30,16 @@ if [ -d "$conformance" ]; then
   find "$conformance" -maxdepth 1 -type f -size -48k \( -name '*.j2k' -o -name '*.j2c' -o -name '*.jp2' \) \
     -exec cp -n {} "$seeds/small/" \;
 fi
-mksample="$root/build/bin/mksample"
-if [ -x "$mksample" ] && [ ! -f "$seeds/small/mk-rgb.jp2" ]; then
-  "$mksample" "$seeds/small/mk-rgb.jp2" --size 96x80 --tile 32 --levels 3 --layers 2 --bands 3 >/dev/null
-  "$mksample" "$seeds/small/mk-grey16.jp2" --size 64x64 --tile 64 --levels 2 --bands 1 --bits 16 \
-    --progression LRCP >/dev/null
-  "$mksample" "$seeds/small/mk-rgba.jp2" --size 70x50 --tile 16 --levels 2 --bands 4 --no-georef >/dev/null
-  cp "$seeds/small/"mk-*.jp2 "$seeds/all/"
+# Each also as XRV (the grey one two blocks wide), the only seeds the XRV reader gets far with.
+mksample="${MKSAMPLE:-$root/build/bin/mksample}"
+if [ -x "$mksample" ] && [ ! -f "$seeds/small/mk-rgb.xrv" ]; then
+  "$mksample" "$seeds/small/mk-rgb.jp2" --size 96x80 --tile 32 --levels 3 --layers 2 --bands 3 \
+    --xrv "$seeds/small/mk-rgb.xrv" >/dev/null
+  "$mksample" "$seeds/small/mk-grey16.jp2" --size 520x24 --tile 64 --levels 2 --bands 1 --bits 16 \
+    --progression LRCP --xrv "$seeds/small/mk-grey16.xrv" >/dev/null
+  "$mksample" "$seeds/small/mk-rgba.jp2" --size 70x50 --tile 16 --levels 2 --bands 4 --no-georef \
+    --xrv "$seeds/small/mk-rgba.xrv" >/dev/null
+  cp "$seeds/small/"mk-*.jp2 "$seeds/small/"mk-*.xrv "$seeds/all/"
 fi
 if [ -d "$root/tests/data" ]; then
   find "$root/tests/data" -maxdepth 1 -type f -exec cp -n {} "$seeds/all/" \;

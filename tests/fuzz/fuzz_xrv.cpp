@@ -1,6 +1,10 @@
-// The XRV header, metadata, level directory and block indexes, then the first block's
+// The XRV header, metadata, level directory and block indexes, then the first blocks'
 // segments through the HTJ2K block decoder at every level, as the reader takes them.
-// Self-contained: needs only the three XRV sources and OpenJPH.
+// A mutated file nearly always fails one of its checksums, which stops the reader long before
+// the block decoder; so every input is taken twice: as it is, and with every checksum
+// (segments, indexes, directory, metadata, header) made to match what the bytes hold, as a
+// file crafted to pass them would.
+// Self-contained: needs only the XRV sources and OpenJPH.
 //   clang++ -std=c++17 -g -O1 -fsanitize=fuzzer,address,undefined -I sdk/src -I sdk/include/xrv60 \
 //     tests/fuzz/fuzz_xrv.cpp sdk/src/xrv/XrvFormat.cpp sdk/src/xrv/HtBlockCodec.cpp -lopenjph -o fuzz_xrv
 //   ./fuzz_xrv -max_len=65536 -rss_limit_mb=1024 SEEDS/
@@ -15,32 +19,104 @@
 
 using namespace PLK::Engine;
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+namespace {
+
+constexpr uint32_t kBlocksDecoded = 4;
+
+uint64_t le(const uint8_t* p, int k)
+{
+    uint64_t v = 0;
+    for (int i = 0; i < k; ++i) v |= uint64_t(p[i]) << (8 * i);
+    return v;
+}
+
+void putCrc(std::vector<uint8_t>& f, size_t at, size_t from, size_t length)
+{
+    const uint32_t crc = Xrv::crc32(f.data() + from, length);
+    for (int i = 0; i < 4; ++i) f[at + i] = static_cast<uint8_t>(crc >> (8 * i));
+}
+
+// Makes every checksum match, innermost first (segments, then the indexes holding their
+// checksums, the directory holding those, the metadata and the header), wherever the fields
+// that locate them point inside the file.
+void fixChecksums(std::vector<uint8_t>& f)
+{
+    const uint64_t size = f.size();
+    if (size < Xrv::kFixedHeaderBytes) return;
+    const uint64_t metadata = le(f.data() + 36, 4);
+    const uint32_t resolutions = f[11];
+    const uint64_t directory = Xrv::kFixedHeaderBytes + metadata;
+    const uint64_t entries = uint64_t(resolutions) * Xrv::kLevelEntryBytes;
+    if (metadata >= 4 && resolutions >= 1 && resolutions <= Xrv::kMaxResolutions && directory + entries + 4 <= size) {
+        for (uint32_t r = 0; r < resolutions; ++r) {
+            uint8_t* e = f.data() + directory + r * Xrv::kLevelEntryBytes;
+            const uint64_t indexOffset = le(e, 8), indexLength = le(e + 8, 4);
+            const uint64_t dataOffset = le(e + 16, 8), dataLength = le(e + 24, 8);
+            if (indexOffset > size || indexLength > size - indexOffset) continue;
+            const uint64_t dataEnd = dataOffset <= size ? dataOffset + std::min(dataLength, size - dataOffset) : 0;
+            uint64_t at = dataOffset;
+            for (uint64_t i = 0; i + Xrv::kIndexEntryBytes <= indexLength; i += Xrv::kIndexEntryBytes) {
+                const uint64_t length = le(f.data() + indexOffset + i, 4);
+                if (at > dataEnd || length > dataEnd - at) break;
+                putCrc(f, indexOffset + i + 4, at, length);
+                at += length;
+            }
+            putCrc(f, directory + r * Xrv::kLevelEntryBytes + 12, indexOffset, indexLength);
+        }
+        putCrc(f, directory + entries, directory, entries);
+    }
+    if (metadata >= 4 && Xrv::kFixedHeaderBytes + metadata <= size)
+        putCrc(f, Xrv::kFixedHeaderBytes + metadata - 4, Xrv::kFixedHeaderBytes, metadata - 4);
+    putCrc(f, Xrv::kFixedHeaderBytes - 4, 0, Xrv::kFixedHeaderBytes - 4);
+}
+
+void readFile(const uint8_t* data, size_t size)
 {
     Xrv::Header header;
     std::vector<Xrv::LevelEntry> levels;
     size_t needed = 0;
-    if (!Xrv::parseHead(data, size, size, header, levels, needed).empty()) return 0;
-    std::vector<uint8_t> block;  // block 0's segments, coarsest first
+    if (!Xrv::parseHead(data, size, size, header, levels, needed).empty()) return;
+    std::vector<std::vector<uint32_t>> lengths(levels.size()), crcs(levels.size());
     for (uint32_t r = 0; r < levels.size(); ++r) {
         const Xrv::LevelEntry& e = levels[r];
-        std::vector<uint32_t> lengths, crcs;
-        if (!Xrv::parseIndex(data + e.indexOffset, e.indexLength, e, header.blockCount(), lengths, crcs).empty())
-            return 0;
-        if (lengths.empty() || lengths[0] > e.dataLength) return 0;
-        if (Xrv::crc32(data + e.dataOffset, lengths[0]) != crcs[0]) return 0;  // as the reader checks
-        block.insert(block.end(), data + e.dataOffset, data + e.dataOffset + lengths[0]);
-        // Decode what a view at the level that needs resolutions 0..r would read.
-        const uint32_t level = static_cast<uint32_t>(levels.size()) - 1 - r;
-        std::vector<std::vector<int32_t>> planes;
-        uint32_t w = 0, h = 0;
-        std::string why;
-        const HtBlockCodec::Expected expected{std::min(header.blockWidth, header.width),
-                                              std::min(header.blockHeight, header.height),
-                                              static_cast<uint32_t>(header.bands.size())};
-        if (uint64_t(expected.width) * expected.height * expected.components <= (1u << 22))
-            HtBlockCodec::decode(block.data(), block.size(), level, true, expected, planes, w, h, why);
+        if (!Xrv::parseIndex(data + e.indexOffset, e.indexLength, e, header.blockCount(), lengths[r], crcs[r]).empty())
+            return;
     }
-    HtBlockCodec::resolutionEnds(block.data(), block.size(), static_cast<uint32_t>(header.bands.size()));
+    const uint32_t bands = static_cast<uint32_t>(header.bands.size());
+    const bool resilient = (data[size - 1] & 1) == 0;  // both of the reader's ways, as the input picks
+    const uint64_t blocks = std::min<uint64_t>(header.blockCount(), kBlocksDecoded);
+    for (uint32_t b = 0; b < blocks; ++b) {
+        const uint32_t x0 = b % header.blocksAcross() * header.blockWidth;
+        const uint32_t y0 = b / header.blocksAcross() * header.blockHeight;
+        const HtBlockCodec::Expected expected{std::min(header.blockWidth, header.width - x0),
+                                              std::min(header.blockHeight, header.height - y0), bands};
+        if (uint64_t(expected.width) * expected.height * expected.components > (1u << 22)) return;
+        std::vector<uint8_t> block;  // block b's segments, coarsest first
+        for (uint32_t r = 0; r < levels.size(); ++r) {
+            uint64_t offset = levels[r].dataOffset;
+            for (uint32_t i = 0; i < b; ++i) offset += lengths[r][i];
+            const uint32_t length = lengths[r][b];
+            if (Xrv::crc32(data + offset, length) != crcs[r][b]) break;  // as the reader checks
+            block.insert(block.end(), data + offset, data + offset + length);
+            if (block.empty()) continue;
+            // Decode what a view at the level that needs resolutions 0..r would read.
+            const uint32_t level = static_cast<uint32_t>(levels.size()) - 1 - r;
+            std::vector<std::vector<int32_t>> planes;
+            uint32_t w = 0, h = 0;
+            std::string why;
+            HtBlockCodec::decode(block.data(), block.size(), level, resilient, expected, planes, w, h, why);
+        }
+        HtBlockCodec::resolutionEnds(block.data(), block.size(), bands);
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    readFile(data, size);
+    std::vector<uint8_t> fixed(data, data + size);
+    fixChecksums(fixed);
+    if (!std::equal(fixed.begin(), fixed.end(), data)) readFile(fixed.data(), fixed.size());
     return 0;
 }

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <mutex>
 #include <stdexcept>
+#include <utility>
 
 // ojph_arch.h (through ojph_file.h) defines what the other OpenJPH headers use: it goes first.
 #include <openjph/ojph_file.h>
@@ -81,20 +82,36 @@ struct StreamLayout {
     size_t dataEnd = 0;      ///< end of the tile-part's data
 };
 
+// The subbands a quantisation marker's steps cover, from its style byte on (`n` bytes), and
+// whether they are the reversible form (one byte each) or the irreversible one (two bytes each);
+// 0 for any other form, which our encoder never writes.
+uint32_t quantisedBands(const uint8_t* q, size_t n, bool& reversible)
+{
+    if (n < 2) return 0;
+    reversible = (q[0] & 0x1F) == 0;
+    if (reversible) return static_cast<uint32_t>(n - 1);
+    return (q[0] & 0x1F) == 2 && (n - 1) % 2 == 0 ? static_cast<uint32_t>((n - 1) / 2) : 0;
+}
+
 bool readLayout(const uint8_t* s, size_t n, StreamLayout& l)
 {
     if (n < 4 || be16(s) != 0xFF4F) return false;
     size_t p = 2;
-    bool haveSiz = false, haveCod = false;
+    bool haveSiz = false, haveCod = false, reversible = false;
+    // OpenJPH takes the decomposition count of the quantisation markers from their length and
+    // stops the process when it differs from the coding style's: every one must match it.
+    std::vector<std::pair<uint32_t, bool>> quantisation;
     while (p + 4 <= n) {
         const uint16_t marker = be16(s + p);
         if (marker == 0xFF90) break;
         const uint16_t len = be16(s + p + 2);
         if (len < 2 || p + 2 + len > n) return false;
         const uint8_t* m = s + p + 4;
-        if (marker == 0xFF51 && len >= 38) {
+        if (marker == 0xFF51 && len >= 38 && !haveSiz) {
             const uint32_t x1 = be32(m + 2), y1 = be32(m + 6), x0 = be32(m + 10), y0 = be32(m + 14);
             if (x0 != 0 || y0 != 0 || x1 == 0 || y1 == 0 || x1 > 8192 || y1 > 8192) return false;
+            // One tile of the block's size at the origin (OpenJPH divides by the tile size).
+            if (be32(m + 18) != x1 || be32(m + 22) != y1 || be32(m + 26) != 0 || be32(m + 30) != 0) return false;
             l.width = x1;
             l.height = y1;
             l.components = be16(m + 34);
@@ -105,8 +122,9 @@ bool readLayout(const uint8_t* s, size_t n, StreamLayout& l)
                 if ((comp[0] & 0x7F) > 15 || comp[0] != m[36] || comp[1] != 1 || comp[2] != 1) return false;
             }
             haveSiz = true;
-        } else if (marker == 0xFF52 && len >= 12) {
+        } else if (marker == 0xFF52 && len >= 12 && !haveCod) {
             l.precincts = (m[0] & 1) != 0;
+            reversible = m[9] == 1;
             if (m[0] & 6) return false;  // SOP / EPH markers: not written by our encoder
             // RPCL, one layer, as written; OpenJPH stops the process on unknown orders.
             if (m[1] != 2 || be16(m + 2) != 1 || m[4] > 1 || m[9] > 1) return false;
@@ -115,12 +133,22 @@ bool readLayout(const uint8_t* s, size_t n, StreamLayout& l)
             l.cbWidthLog = m[6] + 2u;
             l.cbHeightLog = m[7] + 2u;
             haveCod = true;
-        } else if (marker != 0xFF50 && marker != 0xFF5C && marker != 0xFF5D && marker != 0xFF64) {
+        } else if (marker == 0xFF5C || marker == 0xFF5D) {
+            // QCC names its component in one byte, or two past 256 components (SIZ comes first).
+            const size_t skip = marker == 0xFF5C ? 0 : l.components < 257 ? 1 : 2;
+            if (!haveSiz || len < 2 + skip) return false;
+            bool stepsReversible = false;
+            const uint32_t bands = quantisedBands(m + skip, len - 2 - skip, stepsReversible);
+            if (bands == 0 || (skip && (skip == 1 ? m[0] : be16(m)) >= l.components)) return false;
+            quantisation.emplace_back(bands, stepsReversible);
+        } else if (marker != 0xFF50 && marker != 0xFF64) {
             return false;  // only what our encoder writes (SIZ, CAP, COD, QCD, QCC, COM)
         }
         p += 2 + len;
     }
-    if (!haveSiz || !haveCod || p + 12 > n || be16(s + p) != 0xFF90) return false;
+    if (!haveSiz || !haveCod || quantisation.empty() || p + 12 > n || be16(s + p) != 0xFF90) return false;
+    for (const auto& q : quantisation)
+        if (q.first != 3 * l.decompositions + 1 || q.second != reversible) return false;
     l.sot = p;
     // One tile, one tile-part, and SOD right after SOT, as our encoder writes it.
     if (be16(s + p + 2) != 10 || be16(s + p + 4) != 0 || s[p + 10] != 0 || s[p + 11] > 1) return false;
@@ -219,8 +247,31 @@ uint32_t ceilDiv(uint32_t a, uint32_t shift)
     return static_cast<uint32_t>((uint64_t(a) + (uint64_t(1) << shift) - 1) >> shift);
 }
 
+// OpenJPH stops the process (an assertion) when the first bytes it reads of a code-block's MEL
+// segment break the byte-stuffing rule (a byte after 0xFF above 0x8F). How many it reads first
+// depends on where its buffer lies in memory, so all four are checked, exactly as it reads them;
+// a segment it refuses by itself (lengths out of range) is left to it.
+bool melStartSound(const uint8_t* cleanup, uint32_t length)
+{
+    if (length < 2) return true;
+    const uint32_t mel = (uint32_t(cleanup[length - 1]) << 4) + (cleanup[length - 2] & 0xFu);
+    if (mel < 2 || mel > length || mel > 4079) return true;
+    const uint8_t* p = cleanup + length - mel;
+    int left = int(mel) - 1;
+    bool unstuff = false;
+    for (int i = 0; i < 4; ++i) {
+        if (unstuff && p[0] > 0x8F) return false;
+        uint32_t d = left > 0 ? p[0] : 0xFFu;
+        if (left == 1) d |= 0xFu;
+        if (left-- > 0) ++p;
+        unstuff = (d & 0xFFu) == 0xFFu;
+    }
+    return true;
+}
+
 // Reads one packet (header and body) of a precinct covering the whole resolution; returns the
-// offset after it, or 0 when the header cannot be followed.
+// offset after it, or 0 when the header cannot be followed or a code-block's data would stop
+// OpenJPH.
 size_t skipPacket(const uint8_t* s, size_t pos, size_t end, const StreamLayout& l, uint32_t resolution,
                   uint64_t& budget)
 {
@@ -246,6 +297,7 @@ size_t skipPacket(const uint8_t* s, size_t pos, size_t end, const StreamLayout& 
     uint32_t nonEmpty;
     if (!in.bit(nonEmpty)) return 0;
     uint64_t body = 0;
+    std::vector<std::pair<uint32_t, uint32_t>> segments;  // cleanup and refinement lengths
     if (nonEmpty) {
         for (const Band& b : bands) {
             if (b.w == 0 || b.h == 0) continue;
@@ -289,19 +341,25 @@ size_t skipPacket(const uint8_t* s, size_t pos, size_t end, const StreamLayout& 
                         if (!v) break;
                         if (++lblock > 30) return 0;  // lengths of more than 31 bits: damaged
                     }
-                    uint32_t length;
+                    uint32_t length, refinement = 0;
                     if (!in.bits(lblock, length)) return 0;
-                    body += length;
                     if (passes > 1) {
                         const uint32_t extra = passes - 1 == 2 ? 1 : 0;
-                        if (!in.bits(lblock + extra, length)) return 0;
-                        body += length;
+                        if (!in.bits(lblock + extra, refinement)) return 0;
                     }
+                    body += uint64_t(length) + refinement;
+                    segments.emplace_back(length, refinement);
                 }
         }
     }
     const uint64_t next = in.end() + body;
-    return next <= end ? static_cast<size_t>(next) : 0;
+    if (next > end) return 0;
+    size_t at = in.end();
+    for (const auto& segment : segments) {
+        if (!melStartSound(s + at, segment.first)) return 0;
+        at += size_t(segment.first) + segment.second;
+    }
+    return static_cast<size_t>(next);
 }
 
 void setPsotAndEnd(std::vector<uint8_t>& s, const StreamLayout& l)
@@ -421,11 +479,11 @@ bool HtBlockCodec::decode(const uint8_t* stream, size_t length, uint32_t reducti
         error = "the block has fewer resolution levels than asked for";
         return false;
     }
-    // OpenJPH stops the process on some malformed packet headers (assertions), so no packet
-    // header it has not been shown to follow reaches it.
+    // OpenJPH stops the process on some malformed packet headers and code-block data
+    // (assertions), so no packet it has not been shown to follow reaches it.
     bool whole = false;
     if (l.precincts || (walkPackets(stream, l, whole), !whole)) {
-        error = "the block's packet headers are damaged";
+        error = "the block's packets are damaged";
         return false;
     }
     std::vector<uint8_t> copy(stream, stream + length);

@@ -140,6 +140,9 @@ private slots:
         QTest::newRow("65025 tiles, three present")
             << codestream({65280, 65280, 256, 1, 5, 1, 15, {0, 1000, 65024}}) << true;
         QTest::newRow("16384 components") << codestream({3000, 3000, 3000, 16384, 2, 1, 15, {0}}) << true;
+        QList<int> tinyParts;
+        for (int i = 0; i < 100000; ++i) tinyParts << 0;
+        QTest::newRow("one tile in 100000 tile-parts") << codestream({512, 512, 512, 1, 0, 1, 15, tinyParts}) << true;
         QTest::newRow("header box of 2^62 bytes") << jp2WithBox("jp2h", quint64(1) << 62) << false;
         QTest::newRow("code-stream box of 2^62 bytes") << jp2WithBox("jp2c", quint64(1) << 62) << false;
         // Every file the fuzzers found a fault with, kept as it was found.

@@ -38,6 +38,28 @@ int64_t DiskCacheByteSource::readAt(uint64_t offset, void* buffer, size_t length
     return readOneRange(offset, buffer, length);
 }
 
+void DiskCacheByteSource::prefetch(const std::vector<ByteRange>& ranges)
+{
+    // What is stored already must not be fetched again: a second open reads the disk alone.
+    const uint64_t size = m_stream->size();
+    std::vector<ByteRange> missing;
+    for (const ByteRange& r : ranges) {
+        if (r.length == 0 || r.offset >= size) continue;
+        const uint64_t first = r.offset / kPage, last = (std::min(r.end(), size) - 1) / kPage;
+        bool stored = true;
+        for (uint64_t s = first / DiskCacheFolder::kSegmentPages; s <= last / DiskCacheFolder::kSegmentPages && stored;
+             ++s) {
+            std::vector<uint64_t> pages;
+            for (uint64_t p = std::max(first, s * DiskCacheFolder::kSegmentPages);
+                 p <= std::min(last, (s + 1) * DiskCacheFolder::kSegmentPages - 1); ++p)
+                pages.push_back(p);
+            stored = m_folder->readPages(s, pages).size() == pages.size();
+        }
+        if (!stored) missing.push_back(r);
+    }
+    if (!missing.empty()) m_stream->prefetch(missing);
+}
+
 ReadStatus DiskCacheByteSource::readRanges(std::vector<RangeRead>& reads, const std::atomic<bool>* cancel)
 {
     const uint64_t size = m_stream->size();

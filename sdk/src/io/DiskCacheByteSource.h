@@ -22,7 +22,8 @@ public:
     uint64_t size() const override { return m_stream->size(); }
     int64_t readAt(uint64_t offset, void* buffer, size_t length) override;
     ReadStatus readRanges(std::vector<RangeRead>& reads, const std::atomic<bool>* cancel = nullptr) override;
-    void prefetch(const std::vector<ByteRange>& ranges) override { m_stream->prefetch(ranges); }
+    /// Hints the stream at the ranges the cache does not hold in full.
+    void prefetch(const std::vector<ByteRange>& ranges) override;
     const std::string& name() const override { return m_stream->name(); }
     SourceProtocol protocol() const override { return m_stream->protocol(); }
     std::string errorText() const override { return m_stream->errorText(); }

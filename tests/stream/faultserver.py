@@ -50,6 +50,9 @@ def parse_range(header, size):
 class Handler(BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
     timeout = 20
+    # Headers and body leave in separate writes: with Nagle's algorithm the body would wait for
+    # the client's delayed acknowledgement, 40 ms more per request than the delay asked for.
+    disable_nagle_algorithm = True
 
     def log_message(self, *args):
         pass

@@ -39,9 +39,9 @@ Loaded load()
     result.module = factory ? factory() : nullptr;
     if (!result.module) {
         const char* why = dlerror();
-        result.error = CError(PLK_ERROR_NOT_AVAILABLE, "The georeferencing module '" + path + "' cannot be loaded (" +
-                                                           (why ? why : "no entry point") +
-                                                           "): images read as not georeferenced.");
+        result.error = CError(PLK_ERROR_NOT_AVAILABLE, "The georeferencing module cannot be loaded (" +
+                                                           (why ? std::string(why) : path + ": no entry point") +
+                                                           "); images read as not georeferenced.");
         CLog::Log("engine", LOG_ERROR, "%s", result.error.GetErrorText());
     }
     return result;

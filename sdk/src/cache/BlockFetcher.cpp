@@ -182,11 +182,28 @@ void BlockFetcher::announce(const Request& request, BlockCache& cache)
     if (!ranges.empty()) r.source->prefetch(ranges);
 }
 
+void BlockFetcher::BlockSet::assemble(RegionBuffer& out, uint32_t bands) const
+{
+    out.allocate(static_cast<uint32_t>(window.width()), static_cast<uint32_t>(window.height()), bands);
+    for (const BlockCache::BlockPtr& block : blocks) copyCells(block->cells, block->rect, out, window);
+    out.missing = missing;
+}
+
 CError BlockFetcher::fetch(const Request& request, RegionBuffer& out)
+{
+    BlockSet set;
+    const CError error = fetchBlocks(request, set);
+    set.assemble(out, request.bands);
+    return error;
+}
+
+CError BlockFetcher::fetchBlocks(const Request& request, BlockSet& out)
 {
     Request r = request;
     r.window = r.window.intersected(r.decoder->levelRect(r.level));
-    out.allocate(static_cast<uint32_t>(r.window.width()), static_cast<uint32_t>(r.window.height()), r.bands);
+    out.window = r.window;
+    out.blocks.clear();
+    out.missing.clear();
     if (r.window.empty()) return CError();
     const uint32_t total = r.decoder->layers();
     const uint32_t layers = r.layers == 0 || r.layers > total ? total : r.layers;
@@ -259,7 +276,7 @@ CError BlockFetcher::fetch(const Request& request, RegionBuffer& out)
     for (const BlockRef& ref : all) {
         auto it = state.got.find(ref.key);
         if (it != state.got.end()) {
-            copyCells(it->second->cells, it->second->rect, out, r.window);
+            out.blocks.push_back(it->second);
         } else {
             const LevelRect m = ref.rect.intersected(r.window);
             out.missing.push_back({m.x0 - r.window.x0, m.y0 - r.window.y0, m.x1 - r.window.x0, m.y1 - r.window.y0});

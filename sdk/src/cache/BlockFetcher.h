@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "CError.h"
 #include "cache/BlockCache.h"
@@ -20,9 +21,11 @@ namespace Engine {
 
 class BlockFetcher {
 public:
-    /// Edge of a block in cells. Small enough that a pan decodes little that is not shown,
-    /// large enough that the per-decode overhead stays small.
-    static constexpr uint32_t kBlockSize = 256;
+    /// Edge of a block in cells. A tile's missing blocks are decoded together (one decode per
+    /// tile), so small blocks cost little more than bookkeeping, and they keep a view from
+    /// decoding much beyond its edges: a 1024 x 768 window decodes about 1.15 times its cells
+    /// rather than the 1.7 times that 256-cell blocks took.
+    static constexpr uint32_t kBlockSize = 64;
 
     struct Request {
         uint64_t image = 0;
@@ -40,7 +43,20 @@ public:
         std::function<void(uint32_t)> onBlocksReady;
     };
 
+    /// The decoded blocks that cover a window, as the cache holds them (nothing copied).
+    struct BlockSet {
+        LevelRect window;  ///< clipped to the level
+        std::vector<BlockCache::BlockPtr> blocks;
+        std::vector<LevelRect> missing;  ///< cells that failed to decode, (0, 0) at the window's first cell
+
+        /// The window's cells in one buffer (every band); missing cells stay 0.
+        void assemble(RegionBuffer& out, uint32_t bands) const;
+    };
+
     explicit BlockFetcher(BlockCache& cache);
+
+    /// fetch() without composing: the blocks, each kept alive for as long as `out` holds it.
+    CError fetchBlocks(const Request& request, BlockSet& out);
 
     /// Fills `out` with the window's cells (every band). Cells of tiles that failed to decode
     /// stay 0 and are listed in `out.missing`; the first failure of this fetch is returned

@@ -7,6 +7,7 @@
 #include "cache/BlockFetcher.h"
 #include "color/ColourConverter.h"
 #include "view/BandQuantizer.h"
+#include "view/BlockRows.h"
 #include "view/RowResampler.h"
 
 namespace PLK {
@@ -94,40 +95,42 @@ CError FrameComposer::compose(const ViewSnapshot& view, uint32_t level,
                                                    std::to_string(window.height()) + " cells for " +
                                                    std::to_string(view.width) + " x " + std::to_string(view.height) +
                                                    " pixels); zoom in to see it.");
-    RegionBuffer cells;
-    const CError error = BlockFetcher(m_cache).fetch(request, cells);
+    BlockFetcher::BlockSet blocks;
+    const CError error = BlockFetcher(m_cache).fetchBlocks(request, blocks);
     if (error.GetErrorNumber() == PLK_ERROR_CANCELLED) return error;
-    resample(view, cells, window, columns, rows, out);
+    resample(view, blocks, window, columns, rows, out);
     return error;
 }
 
-void FrameComposer::resample(const ViewSnapshot& view, const RegionBuffer& cells, const LevelRect& window,
+void FrameComposer::resample(const ViewSnapshot& view, const BlockFetcher::BlockSet& blocks, const LevelRect& window,
                              const AxisSamples& columns, const AxisSamples& rows, Frame& out) const
 {
     const ImageDescription& d = m_image.description();
     std::vector<BandQuantizer> quantizers;
-    std::vector<const int32_t*> planes;
-    for (uint32_t b : view.bands) {
+    for (uint32_t b : view.bands)
         quantizers.emplace_back(d.bands[b], view.transforms[b], static_cast<int>(b) == d.alphaBand,
                                 view.autoscaleOpacity, view.dither);
-        planes.push_back(cells.plane(b));
-    }
     const bool bilinear = view.resample == PLK_RESAMPLE_BILINEAR;
-    const int64_t stride = cells.width;
     // Colours the file encodes otherwise (luma and chroma, inks, CIELab, an ICC profile) are
     // brought to sRGB; a conversion may read bands beyond the view's, sampled after them.
     ColourConverter colour(d, view.bands);
-    for (uint32_t b : colour.extraBands()) planes.push_back(cells.plane(b));
-    // Cells that could not be decoded are no data: their pixels stay uncovered (transparent),
-    // and bilinear sampling next to them falls back to the nearest cell.
-    const std::vector<uint8_t> valid = cells.validity();
-    const bool allValid = cells.missing.empty();
-    if (allValid) {
-        // The common case: every cell decoded. Row by row, vectorised.
-        RowResampler(planes, stride, window, columns, rows, bilinear)
+    std::vector<uint32_t> bands = view.bands;
+    for (uint32_t b : colour.extraBands()) bands.push_back(b);
+    if (blocks.missing.empty()) {
+        // The common case: every cell decoded. Row by row from the blocks, vectorised.
+        BlockRows cells(blocks, bands);
+        RowResampler(cells, bands.size(), window, columns, rows, bilinear)
             .run(quantizers, out, colour.active() ? &colour : nullptr);
         return;
     }
+    // Cells that could not be decoded are no data: their pixels stay uncovered (transparent),
+    // and bilinear sampling next to them falls back to the nearest cell.
+    RegionBuffer cells;
+    blocks.assemble(cells, static_cast<uint32_t>(d.bands.size()));
+    std::vector<const int32_t*> planes;
+    for (uint32_t b : bands) planes.push_back(cells.plane(b));
+    const int64_t stride = cells.width;
+    const std::vector<uint8_t> valid = cells.validity();
     float values[8];
     for (uint32_t y = 0; y < out.height; ++y) {
         if (rows.nearest[y] < 0) continue;
@@ -142,9 +145,9 @@ void FrameComposer::resample(const ViewSnapshot& view, const RegionBuffer& cells
             const int64_t c0 = columns.lower[x] - window.x0;
             const int64_t c1 = columns.weight[x] > 0.0f ? c0 + 1 : c0;
             const float wx = columns.weight[x];
-            if (!allValid && !valid[ry * stride + cx]) continue;
-            const bool blend = bilinear && (allValid || (valid[r0 * stride + c0] && valid[r0 * stride + c1] &&
-                                                         valid[r1 * stride + c0] && valid[r1 * stride + c1]));
+            if (!valid[ry * stride + cx]) continue;
+            const bool blend = bilinear && valid[r0 * stride + c0] && valid[r0 * stride + c1] &&
+                               valid[r1 * stride + c0] && valid[r1 * stride + c1];
             cover[x] = 255;
             for (size_t b = 0; b < planes.size(); ++b) {
                 const int32_t* p = planes[b];

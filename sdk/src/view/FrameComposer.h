@@ -8,6 +8,7 @@
 
 #include "CError.h"
 #include "cache/BlockCache.h"
+#include "cache/BlockFetcher.h"
 #include "image/OpenImage.h"
 #include "view/Frame.h"
 #include "view/ViewGeometry.h"
@@ -36,7 +37,7 @@ public:
 private:
     ViewGeometry geometry(const ViewSnapshot& view) const;
     LevelRect windowAt(const ViewSnapshot& view, uint32_t level, AxisSamples* columns, AxisSamples* rows) const;
-    void resample(const ViewSnapshot& view, const RegionBuffer& cells, const LevelRect& window,
+    void resample(const ViewSnapshot& view, const BlockFetcher::BlockSet& blocks, const LevelRect& window,
                   const AxisSamples& columns, const AxisSamples& rows, Frame& out) const;
 
     const OpenImage& m_image;

@@ -12,9 +12,9 @@
 namespace PLK {
 namespace Engine {
 
-RowResampler::RowResampler(const std::vector<const int32_t*>& planes, int64_t stride, const LevelRect& window,
-                           const AxisSamples& columns, const AxisSamples& rows, bool bilinear)
-    : m_planes(planes), m_stride(stride), m_columns(columns), m_rows(rows), m_bilinear(bilinear), m_y0(window.y0)
+RowResampler::RowResampler(CellRows& cells, size_t planes, const LevelRect& window, const AxisSamples& columns,
+                           const AxisSamples& rows, bool bilinear)
+    : m_cells(cells), m_planes(planes), m_columns(columns), m_rows(rows), m_bilinear(bilinear), m_y0(window.y0)
 {
     const size_t width = columns.nearest.size();
     m_near.assign(width, 0);
@@ -33,11 +33,11 @@ RowResampler::RowResampler(const std::vector<const int32_t*>& planes, int64_t st
     }
 }
 
-void RowResampler::sampleRow(const int32_t* plane, uint32_t y, float* values) const
+void RowResampler::sampleRow(size_t plane, uint32_t y, float* values) const
 {
     const size_t width = m_near.size();
     if (!m_bilinear) {
-        const int32_t* row = plane + (m_rows.nearest[y] - m_y0) * m_stride;
+        const int32_t* row = m_cells.row(plane, m_rows.nearest[y] - m_y0);
         const int32_t* index = m_near.data();
         for (size_t x = 0; x < width; ++x) values[x] = static_cast<float>(row[index[x]]);
         return;
@@ -45,8 +45,8 @@ void RowResampler::sampleRow(const int32_t* plane, uint32_t y, float* values) co
     const int64_t r0 = m_rows.lower[y] - m_y0;
     const int64_t r1 = m_rows.weight[y] > 0.0f ? r0 + 1 : r0;
     const float wy = m_rows.weight[y];
-    const int32_t* top = plane + r0 * m_stride;
-    const int32_t* bottom = plane + r1 * m_stride;
+    const int32_t* top = m_cells.row(plane, r0);
+    const int32_t* bottom = m_cells.row(plane, r1);
     const int32_t* left = m_left.data();
     const int32_t* right = m_right.data();
     const float* weight = m_weight.data();
@@ -66,7 +66,7 @@ void RowResampler::run(const std::vector<BandQuantizer>& quantizers, Frame& out,
     if (std::find(m_cover.begin(), m_cover.end(), uint8_t(255)) == m_cover.end()) return;
     std::vector<float> values(width);
     // A colour conversion needs every band's row at once.
-    std::vector<std::vector<float>> bandRows(colour ? m_planes.size() : 0, std::vector<float>(width));
+    std::vector<std::vector<float>> bandRows(colour ? m_planes : 0, std::vector<float>(width));
     std::vector<float*> bandRowPointers;
     for (std::vector<float>& row : bandRows) bandRowPointers.push_back(row.data());
     for (uint32_t y = 0; y < height; ++y) {
@@ -74,13 +74,13 @@ void RowResampler::run(const std::vector<BandQuantizer>& quantizers, Frame& out,
         uint8_t* cover = out.coverageRow(y);
         std::memcpy(cover, m_cover.data(), width);
         if (colour) {
-            for (size_t b = 0; b < m_planes.size(); ++b) sampleRow(m_planes[b], y, bandRows[b].data());
+            for (size_t b = 0; b < m_planes; ++b) sampleRow(b, y, bandRows[b].data());
             colour->toRgbRow(bandRowPointers.data(), width);
         }
         for (size_t b = 0; b < quantizers.size(); ++b) {
             uint8_t* target = out.row(static_cast<uint32_t>(b), y);
             float* row = colour ? bandRows[b].data() : values.data();
-            if (!colour) sampleRow(m_planes[b], y, row);
+            if (!colour) sampleRow(b, y, row);
             quantizers[b].quantizeRow(row, y, width, target);
             for (uint32_t x = 0; x < width; ++x) target[x] &= cover[x];  // off the image: 0
         }

@@ -9,6 +9,7 @@
 #include "color/ColourConverter.h"
 #include "image/LevelRect.h"
 #include "view/BandQuantizer.h"
+#include "view/BlockRows.h"
 #include "view/Frame.h"
 #include "view/ViewGeometry.h"
 
@@ -17,14 +18,14 @@ namespace Engine {
 
 class RowResampler {
 public:
-    /// `planes[b]` holds the cells of `window` (row stride `stride`) for the view's band b,
-    /// which `quantizers[b]` brings to 8 bits.
-    RowResampler(const std::vector<const int32_t*>& planes, int64_t stride, const LevelRect& window,
-                 const AxisSamples& columns, const AxisSamples& rows, bool bilinear);
+    /// `cells` gives the rows of `window`, `planes` planes of them: plane b holds the view's
+    /// band b, which `quantizers[b]` brings to 8 bits.
+    RowResampler(CellRows& cells, size_t planes, const LevelRect& window, const AxisSamples& columns,
+                 const AxisSamples& rows, bool bilinear);
 
     /// Fills every row of `out` (its planes and coverage) through `quantizers`. With `colour`,
-    /// `planes` may hold more bands than the view (the conversion's extra ones), and each row
-    /// is converted to sRGB before it is brought to 8 bits.
+    /// there may be more planes than the view has bands (the conversion's extra ones), and each
+    /// row is converted to sRGB before it is brought to 8 bits.
     void run(const std::vector<BandQuantizer>& quantizers, Frame& out, ColourConverter* colour = nullptr);
 
     /// One row of BGRA pixels from 8-bit planes; `alpha` may be null (opaque), `green` and
@@ -33,10 +34,10 @@ public:
                          const uint8_t* coverage, uint32_t width, uint8_t* out);
 
 private:
-    void sampleRow(const int32_t* plane, uint32_t y, float* values) const;
+    void sampleRow(size_t plane, uint32_t y, float* values) const;
 
-    const std::vector<const int32_t*>& m_planes;
-    int64_t m_stride;
+    CellRows& m_cells;
+    size_t m_planes;
     const AxisSamples& m_columns;
     const AxisSamples& m_rows;
     bool m_bilinear;

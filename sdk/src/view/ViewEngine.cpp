@@ -259,7 +259,7 @@ void ViewEngine::runPasses(uint64_t generation)
         auto onBlocks = [this, level, target](uint32_t n) {
             if (level == target) m_blocksAvailable += n;
         };
-        Frame frame;
+        Frame& frame = m_passFrame;  // one frame for every pass: delivered before the next
         const CError error = composer.compose(view, level, cancel, onBlocks, frame);
         if (error.GetErrorNumber() == PLK_ERROR_CANCELLED || cancel->load()) return;
         if (error) reportOnce(error);
@@ -304,7 +304,10 @@ PLKReadStatus ViewEngine::prepareBlockingFrame()
     const FrameComposer composer(*m_image, BlockCache::shared());
     const uint32_t target = composer.targetLevel(view);
     updateCounters(view, target);
-    auto frame = std::make_shared<Frame>();
+    // The last view's frame, when nobody else holds it, takes the new picture: its memory is
+    // already in use by this process, where a fresh one would be first touched page by page.
+    std::shared_ptr<Frame> frame = std::const_pointer_cast<Frame>(std::move(m_reader.frame));
+    if (!frame || frame.use_count() != 1) frame = std::make_shared<Frame>();
     m_blocksAvailable = 0;
     const CError error = composer.compose(
         view, target, currentCancel(), [this](uint32_t n) { m_blocksAvailable += n; }, *frame);

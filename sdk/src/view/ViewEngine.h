@@ -110,6 +110,7 @@ private:
     std::atomic<bool> m_closing{false};
     std::atomic<int64_t> m_lastDeliveryMs{0};
     std::unique_ptr<ProgressiveWorker> m_worker;
+    Frame m_passFrame;  ///< the progressive worker's picture, kept from pass to pass
     std::mutex m_reportMutex;
     std::set<std::string> m_reported;
 };

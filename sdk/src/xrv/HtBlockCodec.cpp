@@ -58,6 +58,14 @@ void installHandlers()
         ojph::configure_info(&info);
         ojph::configure_warning(&warning);
         ojph::configure_error(&error);
+        // Some OpenJPH releases keep their own handlers whatever is configured: they print every
+        // damaged block to the process's error output (and throw a bare error). Theirs print
+        // to nowhere.
+        if (std::FILE* sink = std::fopen("/dev/null", "w")) {
+            ojph::set_info_stream(sink);
+            ojph::set_warning_stream(sink);
+            ojph::set_error_stream(sink);
+        }
     });
 }
 

@@ -1083,12 +1083,17 @@ ReadStatus HttpByteSource::readRanges(std::vector<RangeRead>& reads, const std::
         for (size_t k = i; k <= j; ++k) refs[missing[k]].transfer = t;
         i = j + 1;
     }
-    // Reads that go on where the last one ended fetch further ahead each time.
+    // Reads that go on where the last one ended, and had to wait for the network, fetch further
+    // ahead each time. Reads served from memory (the header boxes inside the opening request's
+    // bytes) leave it as it is: a few of them must not start megabytes of read-ahead.
     if (reads.size() == 1 && reads[0].length) {
         const RangeRead& r = reads[0];
         // A walk over small headers skips a little between reads; it is still going forwards.
         const bool forwards = r.offset >= c.sequentialEnd && r.offset - c.sequentialEnd <= kReadAheadMin;
-        c.readAhead = forwards ? std::min(kReadAheadMax, std::max(kReadAheadMin, c.readAhead * 2)) : 0;
+        if (!forwards)
+            c.readAhead = 0;
+        else if (!mine.empty())
+            c.readAhead = std::min(kReadAheadMax, std::max(kReadAheadMin, c.readAhead * 2));
         c.sequentialEnd = r.offset + r.length;
         // Fetch ahead in whole chunks, once half of what was fetched ahead is used up, rather
         // than a sliver after every read.

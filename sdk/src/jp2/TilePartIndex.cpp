@@ -1,6 +1,7 @@
 #include "jp2/TilePartIndex.h"
 
 #include <algorithm>
+#include <chrono>
 #include <map>
 
 #include "jp2/ByteCursor.h"
@@ -26,6 +27,12 @@ constexpr uint64_t kProbeHalfWidth = 256;
 constexpr uint64_t kProbeBudgetMin = 64 * 1024;  // bytes of windows, at least (a quarter of a percent beyond)
 constexpr uint32_t kMaxRounds = 4096;
 constexpr uint32_t kClusterWidth = 2048;
+// When a round trip is slow, the chains are cut short once by reading wide windows spread over
+// the file, each wider than any tile-part seen so that it holds a header: a twentieth of the
+// code-stream at most, for rounds cut tenfold.
+constexpr double kSlowRoundMs = 10;
+constexpr uint64_t kSampleShare = 20;
+constexpr uint64_t kMaxSamples = 32;
 
 /// The length most tile-parts of `sorted` lengths come close to: the middle of the densest
 /// span of kClusterWidth bytes. Rate-controlled encoders fill most tiles to the same budget,
@@ -70,19 +77,27 @@ public:
     }
     /// Bytes read ahead of the walk (tile-part headers found by probing), at their offsets.
     std::map<uint64_t, std::vector<uint8_t>> prefetched;
-    /// The prefetched bytes at `offset`: all `length` of them, or those up to the end.
+    void addPrefetched(uint64_t offset, std::vector<uint8_t> bytes)
+    {
+        m_longestPrefetched = std::max<uint64_t>(m_longestPrefetched, bytes.size());
+        prefetched[offset] = std::move(bytes);
+    }
+    /// The prefetched bytes at `offset`: all `length` of them, or those up to the end. Reads
+    /// may overlap (a header inside a wide window), so every one that could hold them is tried.
     const uint8_t* known(uint64_t offset, size_t length, size_t* got) const
     {
-        auto it = prefetched.upper_bound(offset);
-        if (it == prefetched.begin()) return nullptr;
-        --it;
-        const uint64_t from = offset - it->first;
-        const std::vector<uint8_t>& bytes = it->second;
-        if (from >= bytes.size()) return nullptr;
-        const size_t available = bytes.size() - static_cast<size_t>(from);
-        if (available < length && it->first + bytes.size() < m_end) return nullptr;
-        *got = std::min(length, available);
-        return bytes.data() + from;
+        for (auto it = prefetched.upper_bound(offset); it != prefetched.begin();) {
+            --it;
+            const uint64_t from = offset - it->first;
+            if (from >= m_longestPrefetched) break;
+            const std::vector<uint8_t>& bytes = it->second;
+            if (from >= bytes.size()) continue;
+            const size_t available = bytes.size() - static_cast<size_t>(from);
+            if (available < length && it->first + bytes.size() < m_end) continue;
+            *got = std::min(length, available);
+            return bytes.data() + from;
+        }
+        return nullptr;
     }
     uint64_t end() const { return m_end; }
     ByteSource& source() { return m_source; }
@@ -95,6 +110,7 @@ private:
     uint32_t& m_reads;
     uint64_t m_start = 0;
     std::vector<uint8_t> m_bytes;
+    uint64_t m_longestPrefetched = 0;
 };
 
 void TilePartIndex::reset(const CodestreamHeader& header)
@@ -187,6 +203,36 @@ void TilePartIndex::probeHeaders(HeaderReader& reader, uint64_t firstSot, uint64
     };
     const uint64_t budget = std::max<uint64_t>(kProbeBudgetMin, (end - firstSot) / 400);
     uint64_t spent = 0;
+    bool sampled = false;
+    const auto readBatch = [&](std::vector<RangeRead>& reads, std::vector<std::vector<uint8_t>>& buffers) {
+        for (size_t i = 0; i < reads.size(); ++i) reads[i].buffer = buffers[i].data();
+        ++m_reads;
+        if (reader.source().readRanges(reads) != ReadStatus::Ok) return false;  // the walk meets the fault itself
+        for (size_t i = 0; i < reads.size(); ++i) {
+            buffers[i].resize(static_cast<size_t>(std::max<int64_t>(reads[i].read, 0)));
+            reader.addPrefetched(reads[i].offset, std::move(buffers[i]));
+        }
+        for (const RangeRead& r : reads) scan(r.offset, reader.prefetched[r.offset]);
+        return true;
+    };
+    // Wide windows spread evenly over [from, end), once.
+    const auto sample = [&](uint64_t from) {
+        sampled = true;
+        uint32_t longest = 0;
+        for (const auto& entry : headers) longest = std::max(longest, entry.second.psot);
+        const uint64_t width = longest + longest / 2, span = end - from;
+        const uint64_t count = std::min(kMaxSamples, width ? span / kSampleShare / width : 0);
+        if (count < 2) return true;
+        std::vector<RangeRead> reads;
+        std::vector<std::vector<uint8_t>> buffers;
+        for (uint64_t i = 0; i < count; ++i) {
+            const uint64_t centre = from + (2 * i + 1) * span / (2 * count);
+            const uint64_t start = std::max(from, centre - std::min(centre, width / 2));
+            buffers.emplace_back(static_cast<size_t>(std::min(width, end - start)));
+            reads.push_back(RangeRead{start, buffers.back().size(), nullptr});
+        }
+        return readBatch(reads, buffers);
+    };
     for (uint32_t round = 0; round < kMaxRounds; ++round) {
         // How far the chain from the first tile-part is known.
         uint64_t pos = firstSot;
@@ -228,14 +274,10 @@ void TilePartIndex::probeHeaders(HeaderReader& reader, uint64_t firstSot, uint64
             reads.push_back(RangeRead{from, buffers.back().size(), nullptr});
             spent += buffers.back().size();
         }
-        for (size_t i = 0; i < reads.size(); ++i) reads[i].buffer = buffers[i].data();
-        ++m_reads;
-        if (reader.source().readRanges(reads) != ReadStatus::Ok) return;  // the walk meets the fault itself
-        for (size_t i = 0; i < reads.size(); ++i) {
-            buffers[i].resize(static_cast<size_t>(std::max<int64_t>(reads[i].read, 0)));
-            reader.prefetched[reads[i].offset] = std::move(buffers[i]);
-        }
-        for (const RangeRead& r : reads) scan(r.offset, reader.prefetched[r.offset]);
+        const auto started = std::chrono::steady_clock::now();
+        if (!readBatch(reads, buffers)) return;
+        const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - started;
+        if (!sampled && took.count() >= kSlowRoundMs && !sample(pos)) return;
     }
 }
 

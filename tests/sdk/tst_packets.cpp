@@ -1,10 +1,14 @@
-// Where each resolution's packets end in a one-tile-part tile, read from the packet headers,
-// against the packet lengths the encoder itself lists (PLT) for the same packets.
+// Coarse views of one-tile-part tiles read only the tile-parts' heads: where each resolution's
+// packets end, read from the packet headers, against the packet lengths the encoder itself
+// lists (PLT); and decodes from the heads against whole-tile decodes, pixel for pixel, with
+// fewer bytes read.
 #include <QtTest>
 
 #include "TestImages.h"
 #include "TestSupport.h"
+#include "image/ContainerReader.h"
 #include "io/FileByteSource.h"
+#include "io/PrefetchedSource.h"
 #include "jp2/CodestreamHeader.h"
 #include "jp2/PacketHeaderWalker.h"
 #include "jp2/TilePartIndex.h"
@@ -55,6 +59,61 @@ std::vector<uint64_t> walkTile(Codestream& c, uint32_t tile, QString& why, uint6
     return ends;
 }
 
+// Counts the bytes read through it.
+class CountingSource : public ByteSource {
+public:
+    explicit CountingSource(std::shared_ptr<ByteSource> inner) : m_inner(std::move(inner)) {}
+    uint64_t size() const override { return m_inner->size(); }
+    int64_t readAt(uint64_t offset, void* buffer, size_t length) override
+    {
+        const int64_t n = m_inner->readAt(offset, buffer, length);
+        if (n > 0) bytes += uint64_t(n);
+        return n;
+    }
+    const std::string& name() const override { return m_inner->name(); }
+    std::atomic<uint64_t> bytes{0};
+
+private:
+    std::shared_ptr<ByteSource> m_inner;
+};
+
+// Every tile of `file` at `level`, decoded with or without learning the tiles' heads first;
+// the bytes read for the decodes alone (the open aside). False when the image does not open
+// or a tile fails.
+bool decodeAll(const QString& file, uint32_t level, bool heads, std::vector<int32_t>& cells, uint64_t& bytes)
+{
+    PLK::CError error;
+    auto counting = std::make_shared<CountingSource>(FileByteSource::open(file.toStdString(), error));
+    uint8_t head[ContainerReader::kHeadBytes] = {};
+    counting->readAt(0, head, sizeof head);
+    const ContainerReader* reader = ContainerRegistry::find(head, sizeof head);
+    OpenedContainer opened;
+    if (!reader || reader->open(counting, OpenSettings(), opened)) return false;
+    RegionDecoder& decoder = *opened.decoder;
+    if (level >= decoder.levels()) return false;
+    const uint64_t atOpen = counting->bytes;
+    std::vector<uint32_t> tiles(decoder.tileCount());
+    for (uint32_t t = 0; t < tiles.size(); ++t) tiles[t] = t;
+    // As a view fetches: the heads learnt first, what that read kept, the rest in one request.
+    PrefetchedSource fetched(counting);
+    if (heads)
+        decoder.learnRanges(tiles, level, nullptr,
+                            [&](uint64_t offset, std::vector<uint8_t> b) { fetched.keep(offset, std::move(b)); });
+    std::vector<ByteRange> ranges;
+    for (uint32_t tile : tiles)
+        for (const ByteRange& range : decoder.rangesFor(tile, level)) ranges.push_back(range);
+    fetched.fetch(ranges, nullptr);
+    cells.clear();
+    bool ok = true;
+    for (uint32_t tile : tiles) {
+        RegionBuffer out;
+        ok = ok && !decoder.decodeFrom(fetched, tile, level, 0, decoder.tileRect(tile, level), out, nullptr, false);
+        cells.insert(cells.end(), out.samples.begin(), out.samples.end());
+    }
+    bytes = counting->bytes - atOpen;
+    return ok;
+}
+
 }  // namespace
 
 class TestPackets : public QObject {
@@ -63,6 +122,10 @@ private slots:
     void initTestCase();
     void headersAgreeWithLengths_data();
     void headersAgreeWithLengths();
+    void headsDecodeAsWholeTiles_data();
+    void headsDecodeAsWholeTiles();
+    void damagedHeadsFallBack_data();
+    void damagedHeadsFallBack();
 
 private:
     QTemporaryDir m_dir;
@@ -111,6 +174,90 @@ void TestPackets::headersAgreeWithLengths()
         QCOMPARE(fromHeaders, fromLengths);
         QCOMPARE(fromHeaders.back(), packetBytes);  // the last resolution ends with the tile-part
     }
+}
+
+void TestPackets::headsDecodeAsWholeTiles_data()
+{
+    QTest::addColumn<QString>("tool");
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<bool>("fewer");  // whether coarse levels read fewer bytes
+    const QStringList tiles{"-t", "128,128", "-n", "5"};
+    QTest::newRow("opj RPCL, one layer") << "opj_compress" << tiles + QStringList{"-p", "RPCL"} << true;
+    QTest::newRow("opj RLCP, three layers, precincts, SOP, EPH")
+        << "opj_compress" << tiles + QStringList{"-p", "RLCP", "-r", "30,10,3", "-c", "[32,32]", "-SOP", "-EPH"}
+        << true;
+    QTest::newRow("opj RPCL, packet lengths") << "opj_compress" << tiles + QStringList{"-p", "RPCL", "-PLT"} << true;
+    QTest::newRow("opj LRCP, three layers: not resolution-major")
+        << "opj_compress" << tiles + QStringList{"-r", "30,10,3"} << false;
+    // The driver's defaults but for tiles and levels, which it sizes for far larger images.
+    const QStringList gdal{"-q",  "-of",          "JP2OpenJPEG", "-co", "BLOCKXSIZE=128", "-co", "BLOCKYSIZE=128",
+                           "-co", "RESOLUTIONS=5"};
+    QTest::newRow("gdal defaults") << "gdal_translate" << gdal << true;
+    QTest::newRow("gdal RPCL") << "gdal_translate" << gdal + QStringList{"-co", "PROGRESSION=RPCL"} << true;
+    QTest::newRow("ojph, high-throughput blocks")
+        << "ojph_compress" << QStringList{"-tile_size", "{128,128}", "-num_decomps", "4"} << false;
+}
+
+void TestPackets::headsDecodeAsWholeTiles()
+{
+    QFETCH(QString, tool);
+    QFETCH(QStringList, args);
+    QFETCH(bool, fewer);
+    const QString program = TestSupport::findProgram(tool);
+    if (program.isEmpty()) QSKIP("the encoder is not installed");
+    const bool ojph = tool == "ojph_compress", gdal = tool == "gdal_translate";
+    const QString input = m_dir.filePath(ojph ? "in.ppm" : "in.png");
+    if (ojph) QVERIFY(TestImages::pattern(333, 270, QImage::Format_RGB888).save(input));
+    const QString file = m_dir.filePath(ojph ? "made.j2c" : "made.jp2");
+    QFile::remove(file);
+    const QStringList io = gdal ? QStringList{input, file} : QStringList{"-i", input, "-o", file};
+    QString output;
+    QVERIFY2(TestSupport::run(program, args + io, &output), qPrintable(output));
+    for (uint32_t level = 1; level < 4; ++level) {
+        std::vector<int32_t> whole, heads;
+        uint64_t wholeBytes = 0, headBytes = 0;
+        QVERIFY(decodeAll(file, level, false, whole, wholeBytes));
+        QVERIFY(decodeAll(file, level, true, heads, headBytes));
+        QVERIFY2(whole == heads, qPrintable(QString("level %1").arg(level)));
+        if (fewer)
+            QVERIFY2(
+                headBytes < wholeBytes,
+                qPrintable(QString("level %1: %2 bytes, not fewer than %3").arg(level).arg(headBytes).arg(wholeBytes)));
+        else
+            QCOMPARE(headBytes, wholeBytes);
+    }
+}
+
+// Damage the walk cannot follow leaves the tile whole: the same outcome and the same bytes.
+void TestPackets::damagedHeadsFallBack_data()
+{
+    QTest::addColumn<QString>("damage");
+    QTest::newRow("0xFF bytes after the tile-part header") << "garbage";
+    QTest::newRow("a tile claiming 2^30 precincts per resolution") << "huge";
+}
+
+void TestPackets::damagedHeadsFallBack()
+{
+    QFETCH(QString, damage);
+    const QString file = m_dir.filePath("damaged.j2k");
+    QString message;
+    QVERIFY2(TestImages::compress(m_input, file, {"-n", "5", "-p", "RPCL"}, &message), qPrintable(message));
+    QByteArray bytes = TestSupport::readAll(file);
+    if (damage == "garbage") {
+        const int sod = bytes.indexOf(QByteArray("\xFF\x93", 2));
+        QVERIFY(sod > 0);
+        bytes.replace(sod + 2, bytes.size() - sod - 2, QByteArray(bytes.size() - sod - 2, '\xFF'));
+    } else {
+        // Image and tile 2^30 cells wide and high: Xsiz, Ysiz, then past the offsets XTsiz, YTsiz.
+        for (int field : {8, 12, 24, 28}) bytes.replace(field, 4, QByteArray("\x40\0\0\0", 4));
+    }
+    QVERIFY(TestSupport::writeAll(file, bytes));
+    std::vector<int32_t> whole, heads;
+    uint64_t wholeBytes = 0, headBytes = 0;
+    const bool wholeOk = decodeAll(file, 2, false, whole, wholeBytes);
+    QCOMPARE(decodeAll(file, 2, true, heads, headBytes), wholeOk);
+    QVERIFY(whole == heads);
+    QCOMPARE(headBytes, wholeBytes);
 }
 
 QTEST_GUILESS_MAIN(TestPackets)

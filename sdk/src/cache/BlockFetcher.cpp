@@ -230,19 +230,26 @@ CError BlockFetcher::fetchBlocks(const Request& request, BlockSet& out)
     // The bytes of the missing tiles are fetched in one request per batch (one batch unless the
     // view needs very many), then the tiles are decoded on the workers.
     for (auto next = missing.begin(); next != missing.end() && !cancelled(r);) {
-        std::vector<ByteRange> ranges;
+        std::vector<uint32_t> tiles;
         uint64_t bytes = 0;
         auto end = next;
         for (; end != missing.end() && (end == next || bytes < kBatchBytes); ++end) {
             if (!r.source) continue;
-            for (const ByteRange& range : r.decoder->rangesFor(end->first, r.level)) {
-                ranges.push_back(range);
-                bytes += range.length;
-            }
+            tiles.push_back(end->first);
+            for (const ByteRange& range : r.decoder->rangesFor(end->first, r.level)) bytes += range.length;
         }
         std::shared_ptr<PrefetchedSource> fetched;
-        if (!ranges.empty()) {
+        if (!tiles.empty()) {
             fetched = std::make_shared<PrefetchedSource>(r.source);
+            // A coarse level may need only the heads of the tiles' data: the decoder finds out for
+            // the whole batch in as few requests as it can, and the bytes it read for that are
+            // not read again.
+            r.decoder->learnRanges(tiles, r.level, r.cancel.get(), [&fetched](uint64_t offset, std::vector<uint8_t> b) {
+                fetched->keep(offset, std::move(b));
+            });
+            std::vector<ByteRange> ranges;
+            for (uint32_t tile : tiles)
+                for (const ByteRange& range : r.decoder->rangesFor(tile, r.level)) ranges.push_back(range);
             if (fetched->fetch(std::move(ranges), r.cancel.get()) == ReadStatus::Cancelled) break;
         }
         auto batch = std::make_shared<ThreadPool::Batch>();

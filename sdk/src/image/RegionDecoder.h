@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "CError.h"
@@ -38,6 +39,14 @@ public:
     virtual CError decode(uint32_t tile, uint32_t level, uint32_t layers, const LevelRect& rect, RegionBuffer& out,
                           const std::atomic<bool>* cancel, bool resilient) = 0;
 
+    /// Takes bytes read from the image's source at an offset, so they need not be read again.
+    using KeepBytes = std::function<void(uint64_t offset, std::vector<uint8_t> bytes)>;
+    /// Finds out, reading as little as it can, which bytes decodes of `tiles` at `level` need,
+    /// so that rangesFor() can then answer with fewer; the bytes it reads go to `keep`, when
+    /// given. Formats that always read whole tiles need not.
+    virtual void learnRanges(const std::vector<uint32_t>& /*tiles*/, uint32_t /*level*/,
+                             const std::atomic<bool>* /*cancel*/, const KeepBytes& /*keep*/)
+    {}
     /// The byte ranges a decode of `tile` at `level` reads, so that a caller decoding many
     /// tiles can fetch all their bytes in one request first. Empty when the format cannot say.
     virtual std::vector<ByteRange> rangesFor(uint32_t tile, uint32_t level) const { return {}; }

@@ -19,6 +19,9 @@ public:
     /// Reads `ranges` (neighbours merged) from the underlying source in one readRanges call.
     /// Not thread-safe; call it before sharing the object.
     ReadStatus fetch(std::vector<ByteRange> ranges, const std::atomic<bool>* cancel);
+    /// Keeps `bytes`, read already from `offset` of the underlying source, for later reads;
+    /// fetch() then reads none of them again. Not thread-safe, like fetch().
+    void keep(uint64_t offset, std::vector<uint8_t> bytes);
     /// Bytes held in memory.
     uint64_t bytesHeld() const { return m_held; }
 
@@ -34,6 +37,11 @@ private:
         uint64_t offset = 0;
         std::vector<uint8_t> bytes;  ///< as many as were read
     };
+    /// Adds pieces, joining those that touch, so that a read across them is served at once.
+    void add(std::vector<Piece> pieces);
+    /// `range` less the bytes held at its start and end.
+    ByteRange missingPart(ByteRange range) const;
+
     std::shared_ptr<ByteSource> m_source;
     std::vector<Piece> m_pieces;  ///< by offset, not overlapping
     uint64_t m_held = 0;

@@ -39,7 +39,8 @@ Jp2RegionDecoder::Jp2RegionDecoder(std::shared_ptr<ByteSource> source, Codestrea
       m_header(std::move(header)),
       m_index(std::move(index)),
       m_channels(std::move(channels)),
-      m_palette(std::move(palette))
+      m_palette(std::move(palette)),
+      m_leading(m_header, m_index)
 {}
 
 uint32_t Jp2RegionDecoder::levels() const
@@ -102,12 +103,24 @@ CError Jp2RegionDecoder::decode(uint32_t tile, uint32_t level, uint32_t layers, 
     return decodeFrom(*m_source, tile, level, layers, rect, out, cancel, resilient);
 }
 
+void Jp2RegionDecoder::learnRanges(const std::vector<uint32_t>& tiles, uint32_t level, const std::atomic<bool>* cancel,
+                                   const KeepBytes& keep)
+{
+    if (level == 0 || level >= levels()) return;
+    std::vector<uint32_t> dataTiles;
+    for (uint32_t tile : tiles)
+        if (tile < tileCount()) dataTiles.push_back(tileWithSamples(tile));
+    m_leading.learn(*m_source, dataTiles, level, cancel, keep);
+}
+
 std::vector<ByteRange> Jp2RegionDecoder::rangesFor(uint32_t tile, uint32_t level) const
 {
     std::vector<ByteRange> ranges;
     if (tile >= tileCount() || level >= levels()) return ranges;
     const uint32_t dataTile = tileWithSamples(tile);
     const std::vector<TilePart>& parts = m_index.parts(dataTile);
+    LeadingPartIndex::Plan plan;
+    if (m_leading.plan(dataTile, level, plan)) return {{parts[0].offset, plan.bytes}};
     const uint32_t keep = TileCodestream(*m_source, m_header, m_index).partsLikelyNeeded(dataTile, level);
     for (uint32_t i = 0; i < keep && i < parts.size(); ++i) ranges.push_back({parts[i].offset, parts[i].length});
     return ranges;
@@ -129,7 +142,10 @@ CError Jp2RegionDecoder::decodeFrom(ByteSource& bytes, uint32_t tile, uint32_t l
     if (knownFailure(dataTile, level, resilient, known)) return known;
     std::vector<uint8_t> codestream;
     const TileCodestream builder(bytes, m_header, m_index);
-    if (const CError error = builder.build(dataTile, level, resilient, codestream)) {
+    LeadingPartIndex::Plan plan;
+    const bool leading = m_leading.plan(dataTile, level, plan);
+    if (const CError error = leading ? builder.buildLeading(dataTile, plan, codestream)
+                                     : builder.build(dataTile, level, resilient, codestream)) {
         const CError explained = Jp2Messages::explain(error, m_source->name(), Jp2Messages::Part::Codestream);
         if (error.GetErrorNumber() != PLK_ERROR_FILE_READ) noteFailure(dataTile, level, resilient, explained);
         return explained;

@@ -1,5 +1,6 @@
 // Decodes rectangles of a JPEG 2000 image tile by tile with OpenJPEG. Everything it keeps is
-// read once at open and never changed, so any number of threads may decode at once.
+// read once at open and never changed (but what it learns of tile-part heads and failures,
+// under their own locks), so any number of threads may decode at once.
 #pragma once
 
 #include <memory>
@@ -13,6 +14,7 @@
 #include "io/ByteSource.h"
 #include "jp2/CodestreamHeader.h"
 #include "jp2/Jp2BoxReader.h"
+#include "jp2/LeadingPartIndex.h"
 #include "jp2/OpjCodestreamDecoder.h"
 #include "jp2/TilePartIndex.h"
 
@@ -34,6 +36,8 @@ public:
     std::vector<uint32_t> tilesIntersecting(const LevelRect& rect, uint32_t level) const override;
     CError decode(uint32_t tile, uint32_t level, uint32_t layers, const LevelRect& rect, RegionBuffer& out,
                   const std::atomic<bool>* cancel, bool resilient) override;
+    void learnRanges(const std::vector<uint32_t>& tiles, uint32_t level, const std::atomic<bool>* cancel,
+                     const KeepBytes& keep) override;
     std::vector<ByteRange> rangesFor(uint32_t tile, uint32_t level) const override;
     CError decodeFrom(ByteSource& bytes, uint32_t tile, uint32_t level, uint32_t layers, const LevelRect& rect,
                       RegionBuffer& out, const std::atomic<bool>* cancel, bool resilient) override;
@@ -65,6 +69,7 @@ private:
     TilePartIndex m_index;
     std::vector<Jp2Channel> m_channels;
     Jp2Palette m_palette;
+    LeadingPartIndex m_leading;  ///< the heads of tile-parts that coarse views read
 
     // Tiles that could not be decoded, so that they are neither tried nor reported again
     // while the image is open.

@@ -194,6 +194,7 @@ PacketHeaderWalker::Status PacketHeaderWalker::walk(const uint8_t* data, size_t 
         if (consumed > m_partLength - m_position) return unknown("a packet runs past the tile-part");
         m_position += consumed;
         ++m_packet;
+        ++m_walked;
     }
     return Status::Reached;
 }

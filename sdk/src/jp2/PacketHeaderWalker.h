@@ -44,6 +44,8 @@ public:
     /// Offset in the tile-part just past each resolution's last packet, coarsest first, for
     /// the resolutions walked so far.
     const std::vector<uint64_t>& ends() const { return m_ends; }
+    /// Packets walked so far.
+    uint64_t packetsWalked() const { return m_walked; }
     /// Offset of the first packet (just past SOD); 0 until the tile-part header was read.
     uint64_t dataStart() const { return m_dataStart; }
     const PacketLayout& layout() const { return m_layout; }
@@ -69,6 +71,7 @@ private:
     uint32_t m_resolution = 0;  ///< being walked
     uint64_t m_packet = 0;      ///< next packet within it
     uint64_t m_blocks = 0;      ///< code-block states held
+    uint64_t m_walked = 0;
     std::vector<uint64_t> m_ends;
     std::unordered_map<uint64_t, std::unique_ptr<Precinct>> m_precincts;
     bool m_unknown = false;

@@ -10,6 +10,7 @@ namespace Engine {
 namespace {
 
 constexpr size_t kSotBytes = 12;
+constexpr uint16_t kPlt = 0xFF58;
 constexpr size_t kMaxPptData = 65535 - 3;
 // Far more zeros than the packets of a damaged tile-part can consume.
 constexpr size_t kMaxPadding = 16u << 20;
@@ -50,6 +51,50 @@ CError TileCodestream::build(uint32_t tile, uint32_t level, bool resilient, std:
             if (const CError error = readPart(tile, parts[i], bytes)) return error;
         if (const CError error = appendPart(parts[i], bytes, announcedCount, pptIndex, out)) return error;
     }
+    out.push_back(0xFF);
+    out.push_back(0xD9);
+    return {};
+}
+
+CError TileCodestream::buildLeading(uint32_t tile, const LeadingPartIndex::Plan& plan, std::vector<uint8_t>& out) const
+{
+    const std::vector<TilePart>& parts = m_index.parts(tile);
+    if (parts.size() != 1 || plan.bytes > parts[0].length) return damaged(tileName(tile) + " is not one tile-part");
+    TilePart head = parts[0];
+    head.length = static_cast<uint32_t>(plan.bytes);
+    std::vector<uint8_t> bytes;
+    if (const CError error = readPart(tile, head, bytes)) return error;
+    out = m_header.headerForTile(tile);
+    const size_t start = out.size();
+    out.insert(out.end(), bytes.begin(), bytes.begin() + kSotBytes);
+    ByteCursor::put16(out.data() + start + 4, 0);
+    // The header's segments but its packet lengths, which would no longer match.
+    size_t pos = kSotBytes;
+    for (;;) {
+        if (pos + 2 > bytes.size()) return damaged(tileName(tile) + " has no SOD marker where expected");
+        const uint16_t marker = ByteCursor::peek16(bytes.data() + pos);
+        if (marker == CodestreamHeader::SOD) break;
+        if (pos + 4 > bytes.size()) return damaged(tileName(tile) + " has no SOD marker where expected");
+        const size_t segment = 2 + size_t(ByteCursor::peek16(bytes.data() + pos + 2));
+        if (pos + segment > bytes.size()) return damaged(tileName(tile) + " has no SOD marker where expected");
+        if (marker != kPlt) out.insert(out.end(), bytes.begin() + pos, bytes.begin() + pos + segment);
+        pos += segment;
+    }
+    out.insert(out.end(), bytes.begin() + pos, bytes.end());
+    // An empty packet is one zero byte, with its start and end-of-header markers when the
+    // tile uses them. Their count is bounded by the tile-part's real length.
+    const bool sop = m_header.sop, eph = m_header.eph;
+    for (uint64_t i = 0; i < plan.packetsAfter; ++i) {
+        if (sop) {
+            const uint16_t sequence = static_cast<uint16_t>(plan.packetsBefore + i);
+            out.insert(out.end(), {0xFF, 0x91, 0x00, 0x04, uint8_t(sequence >> 8), uint8_t(sequence)});
+        }
+        out.push_back(0);
+        if (eph) out.insert(out.end(), {0xFF, 0x92});
+    }
+    const size_t length = out.size() - start;
+    if (length > UINT32_MAX) return damaged("a tile-part is too long");
+    ByteCursor::put32(out.data() + start + 6, static_cast<uint32_t>(length));
     out.push_back(0xFF);
     out.push_back(0xD9);
     return {};

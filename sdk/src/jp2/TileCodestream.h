@@ -9,6 +9,7 @@
 #include "CError.h"
 #include "io/ByteSource.h"
 #include "jp2/CodestreamHeader.h"
+#include "jp2/LeadingPartIndex.h"
 #include "jp2/TilePartIndex.h"
 
 namespace PLK {
@@ -24,6 +25,11 @@ public:
     /// `out`. Unless `resilient`, a tile whose data is cut short is an error; with it, the
     /// missing bytes are zeros. Errors carry a bare detail text.
     CError build(uint32_t tile, uint32_t level, bool resilient, std::vector<uint8_t>& out) const;
+
+    /// Builds the code-stream of `tile` from the head of its one tile-part that `plan` says
+    /// holds the resolutions a coarse decode needs; the packets after it are given as empty
+    /// ones, which the decoder skips without reading further.
+    CError buildLeading(uint32_t tile, const LeadingPartIndex::Plan& plan, std::vector<uint8_t>& out) const;
 
     /// How many tile-parts a decode of `tile` at `level` needs: fewer than the tile has when
     /// its tile-parts hold one resolution each, so the finer ones can be left unread.

@@ -5,7 +5,8 @@
 #   bench/stream.sh [BUILD_DIR]      (default: build)
 #   IMAGES=mksample bench/stream.sh  (one image only)
 # Images (made once into bench/data/):
-#   mksample  our sample maker: 1024 x 1024 tiles, 6 levels, RPCL, one tile-part per resolution
+#   mksample  our sample maker: 1024 x 1024 tiles, 6 levels, RPCL, one tile-part per resolution,
+#             TLM markers (an image made before mksample wrote them is made again)
 #   gdal      gdal_translate -of JP2OpenJPEG (QUALITY=10, PROGRESSION=RPCL) of the same pixels:
 #             one tile-part per tile
 # Views: the whole image at 1024 x 1024 ("overview") and a 1024 x 768 window at full resolution
@@ -35,6 +36,26 @@ command -v gdal_translate >/dev/null || { echo "gdal_translate is missing (scrip
 
 size=20000
 GDAL_LIMIT="${GDAL_LIMIT:-60}"
+# The main header's markers, up to the first tile-part: an image made before mksample wrote TLM
+# markers is made again.
+has_tlm() {
+  python3 - "$1" <<'PY'
+import struct, sys
+d = open(sys.argv[1], "rb").read(1 << 20)
+p = d.find(b"\xff\x4f\xff\x51") + 2
+while p > 1 and p + 4 <= len(d):
+    marker, length = struct.unpack(">HH", d[p:p + 4])
+    if marker == 0xFF55:
+        sys.exit(0)
+    if marker == 0xFF90:
+        break
+    p += 2 + length
+sys.exit(1)
+PY
+}
+if [ -f "$data/stream-mksample-$size.jp2" ] && ! has_tlm "$data/stream-mksample-$size.jp2"; then
+  rm -f "$data/stream-mksample-$size.jp2"
+fi
 if [ ! -f "$data/stream-mksample-$size.jp2" ]; then
   echo "making stream-mksample-$size.jp2 ..."
   "$mksample" "$data/stream-mksample-$size.jp2" --size ${size}x${size} --tile 1024 --levels 6 --layers 1 --rate 10 \

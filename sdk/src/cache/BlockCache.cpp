@@ -10,7 +10,7 @@ constexpr size_t kMaxFailedBlocks = 1u << 18;
 
 uint64_t blockBytes(const Block& b)
 {
-    return b.cells.bytes() + sizeof(Block) + 64;
+    return b.cells.size() + sizeof(Block) + 64;
 }
 }  // namespace
 

@@ -74,20 +74,16 @@ std::vector<BlockRef> blocksOfTile(const BlockFetcher::Request& r, uint32_t laye
 }
 
 // Copies the part of `src` (covering srcRect) that lies in dstRect into `dst`.
-void copyCells(const RegionBuffer& src, const LevelRect& srcRect, RegionBuffer& dst, const LevelRect& dstRect)
+void copyCells(const BlockCells& src, const LevelRect& srcRect, RegionBuffer& dst, const LevelRect& dstRect)
 {
     const LevelRect common = srcRect.intersected(dstRect);
     if (common.empty()) return;
     const uint32_t bands = std::min(src.bands, dst.bands);
-    const size_t rowBytes = static_cast<size_t>(common.width()) * sizeof(int32_t);
     for (uint32_t b = 0; b < bands; ++b) {
-        const int32_t* sp = src.plane(b);
         int32_t* dp = dst.plane(b);
-        for (int64_t y = common.y0; y < common.y1; ++y) {
-            const int32_t* from = sp + (y - srcRect.y0) * src.width + (common.x0 - srcRect.x0);
-            int32_t* to = dp + (y - dstRect.y0) * dst.width + (common.x0 - dstRect.x0);
-            std::memcpy(to, from, rowBytes);
-        }
+        for (int64_t y = common.y0; y < common.y1; ++y)
+            src.readRow(b, y - srcRect.y0, common.x0 - srcRect.x0, static_cast<size_t>(common.width()),
+                        dp + (y - dstRect.y0) * dst.width + (common.x0 - dstRect.x0));
     }
 }
 
@@ -95,8 +91,31 @@ std::shared_ptr<Block> cutBlock(const RegionBuffer& decoded, const LevelRect& de
 {
     auto block = std::make_shared<Block>();
     block->rect = rect;
-    block->cells.allocate(static_cast<uint32_t>(rect.width()), static_cast<uint32_t>(rect.height()), decoded.bands);
-    copyCells(decoded, decodedRect, block->cells, rect);
+    const size_t width = static_cast<size_t>(rect.width());
+    auto rowOf = [&](uint32_t band, int64_t y) {
+        return decoded.plane(band) + (y - decodedRect.y0) * decoded.width + (rect.x0 - decodedRect.x0);
+    };
+    // Cells that all fit a byte are kept as bytes (any bit above the eighth, or a sign, does not).
+    uint32_t high = 0;
+    for (uint32_t b = 0; b < decoded.bands; ++b)
+        for (int64_t y = rect.y0; y < rect.y1; ++y) {
+            const int32_t* row = rowOf(b, y);
+            for (size_t x = 0; x < width; ++x) high |= static_cast<uint32_t>(row[x]);
+        }
+    const bool narrow = (high & ~0xFFu) == 0;
+    BlockCells& cells = block->cells;
+    cells.allocate(static_cast<uint32_t>(width), static_cast<uint32_t>(rect.height()), decoded.bands, narrow);
+    for (uint32_t b = 0; b < decoded.bands; ++b)
+        for (int64_t y = rect.y0; y < rect.y1; ++y) {
+            const int32_t* from = rowOf(b, y);
+            const size_t at = (size_t(b) * cells.height + size_t(y - rect.y0)) * width;
+            if (narrow) {
+                uint8_t* to = cells.bytes.data() + at;
+                for (size_t x = 0; x < width; ++x) to[x] = static_cast<uint8_t>(from[x]);
+            } else {
+                std::memcpy(cells.wide.data() + at, from, width * sizeof(int32_t));
+            }
+        }
     return block;
 }
 

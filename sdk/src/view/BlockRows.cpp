@@ -1,7 +1,6 @@
 #include "view/BlockRows.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace PLK {
 namespace Engine {
@@ -62,8 +61,8 @@ const int32_t* BlockRows::row(size_t plane, int64_t y)
         const LevelRect& r = block->rect;
         const int64_t x0 = std::max(r.x0, window.x0), x1 = std::min(r.x1, window.x1);
         if (x1 <= x0 || band >= block->cells.bands) continue;
-        const int32_t* from = block->cells.plane(band) + (cellY - r.y0) * block->cells.width + (x0 - r.x0);
-        std::memcpy(slot.cells.data() + (x0 - window.x0), from, static_cast<size_t>(x1 - x0) * sizeof(int32_t));
+        block->cells.readRow(band, cellY - r.y0, x0 - r.x0, static_cast<size_t>(x1 - x0),
+                             slot.cells.data() + (x0 - window.x0));
     }
     return slot.cells.data();
 }

@@ -22,6 +22,7 @@
 #include "georef/GdalSourceRegistration.h"
 #include "georef/GeoTransformConverter.h"
 #include "georef/GeoreferenceReader.h"
+#include "image/OpenImage.h"
 #include "io/FileByteSource.h"
 
 using namespace PLK::Engine;
@@ -187,9 +188,10 @@ void tst_Georeference::initTestCase()
     QVERIFY(TestSupport::writeAll(path("rpc.vrt"), rpc.toUtf8()));
     QVERIFY(gdalTranslate(path("rpc.vrt"), path("rpc.jp2"), {}));
 
-    for (const QString name : {"plain", "world", "worldprj"})
+    for (const QString name : {"plain", "world", "worldprj", "upper"})
         QVERIFY(TestSupport::run(opjCompress, {"-i", path("small.png"), "-o", path(name + ".jp2")}));
     QVERIFY(TestSupport::writeAll(path("world.j2w"), "0.5\n0\n0\n-0.25\n1000.25\n2000.125\n"));
+    QVERIFY(TestSupport::writeAll(path("upper.J2W"), "2\n0\n0\n-2\n7\n9\n"));
     QVERIFY(TestSupport::writeAll(path("worldprj.wld"), "10\n0\n0\n-10\n500005\n4999995\n"));
     QVERIFY(TestSupport::writeAll(path("worldprj.prj"), kUtm33Wkt));
 }
@@ -235,6 +237,7 @@ void tst_Georeference::readsLikeGdalinfo_data()
          "Long Island (ftUS)"},
         {"rotated 30 cw", "rotated.jp2", "GeoJP2|32633|1|30|WGS84|NUTM33|WGS_1984|WGS 84 / UTM zone 33N"},
         {"world file", "world.jp2", "world file" + raw},
+        {"world file, upper case", "upper.jp2", "world file" + raw},
         {"world file + prj", "worldprj.jp2", "world file" + utm33},
         {"no georeferencing", "plain.jp2", "none" + raw},
         {"RPC, no geotransform", "rpc.jp2", "none" + raw}};
@@ -272,6 +275,17 @@ void tst_Georeference::readsLikeGdalinfo()
                  qPrintable(QString("gt[%1] %2 vs gdalinfo %3").arg(i).arg(gt[i]).arg(want)));
     }
     QVERIFY(gdt.cellY < 0);  // every image here is north-up
+
+    // An opened image reads the same, also where it knows without GDAL that nothing places it.
+    PLK::CError error;
+    const auto image = OpenImage::open(path(file).toStdString(), OpenSettings(), error);
+    QVERIFY2(image, error.GetErrorText());
+    const Georeferencing& opened = image->georef();
+    QCOMPARE(opened.source, gdt.source);
+    QCOMPARE(opened.originY, gdt.originY);
+    QCOMPARE(opened.cellX, gdt.cellX);
+    QCOMPARE(opened.datum, gdt.datum);
+    QCOMPARE(opened.hasRpc, gdt.hasRpc);
 }
 
 void tst_Georeference::readsRpcInRpc00bOrder()

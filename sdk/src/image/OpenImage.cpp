@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <atomic>
 #include <cctype>
+#include <cstring>
+#include <dirent.h>
 
 #include "CLog.h"
 #include "cache/BlockFetcher.h"
@@ -50,6 +52,31 @@ LevelRect statisticsWindow(const LevelRect& level, size_t bands)
     if (r.width() > kMost) r.x0 += (r.width() - kMost) / 2, r.x1 = r.x0 + kMost;
     if (r.height() > kMost) r.y0 += (r.height() - kMost) / 2, r.y1 = r.y0 + kMost;
     return r;
+}
+
+// Whether GDAL could place the image: the file states its own placement (whose coordinate
+// system GDAL describes), has boxes GDAL reads georeferencing or RPC from, or has a file beside
+// it named like it up to the extension, which may be a world file ("image.j2w", "image.WLD").
+// Otherwise the answer is known without loading GDAL: not georeferenced.
+bool gdalMayPlace(const ImageDescription& d, const std::string& localPath)
+{
+    if (d.hasStoredPlacement) return true;
+    if (d.fileType == PLK_FILE_JPEG2000 && (d.hasGeoJp2 || d.hasGml || !d.xmlBoxes.empty())) return true;
+    if (localPath.empty()) return false;
+    const size_t slash = localPath.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : localPath.substr(0, slash + 1);
+    const std::string file = localPath.substr(slash + 1);
+    const std::string stem = file.substr(0, file.rfind('.')) + ".";
+    DIR* dir = opendir(folder.c_str());
+    if (!dir || file.find('\\') != std::string::npos) {  // cannot tell: ask GDAL
+        if (dir) closedir(dir);
+        return true;
+    }
+    bool found = false;
+    while (const dirent* entry = readdir(dir))
+        if (entry->d_name != file && std::strncmp(entry->d_name, stem.c_str(), stem.size()) == 0) found = true;
+    closedir(dir);
+    return found;
 }
 
 }  // namespace
@@ -109,7 +136,7 @@ PLKFileInfo* OpenImage::fileInfo() const
 void OpenImage::readGeoreferencing() const
 {
     const ImageDescription& d = m_container.description;
-    GeoModule* geo = GeoModule::instance();
+    GeoModule* geo = gdalMayPlace(d, m_localPath) ? GeoModule::instance() : nullptr;
     if (d.hasStoredPlacement) {
         m_georef = d.storedPlacement;
         if (geo) geo->describeCrs(m_settings.projectionFormat, m_georef);
@@ -118,7 +145,7 @@ void OpenImage::readGeoreferencing() const
     } else {
         m_georef.source = "none";
     }
-    if (!geo) m_georef.datum = m_georef.projection = "RAW";  // the module said why when it failed to load
+    if (!geo) m_georef.datum = m_georef.projection = "RAW";  // as GDAL describes no system
     m_fileInfo.reset(new FileInfoRecord(d, m_georef, m_source->size()));
     CLog::Log("view", LOG_INFO, "Georeferencing of %s: %s, EPSG %d", m_source->name().c_str(), m_georef.source.c_str(),
               m_georef.epsg);

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "FuzzSupport.h"
 #include "xrv/HtBlockCodec.h"
 #include "xrv/XrvFormat.h"
 
@@ -22,53 +23,6 @@ using namespace PLK::Engine;
 namespace {
 
 constexpr uint32_t kBlocksDecoded = 4;
-
-uint64_t le(const uint8_t* p, int k)
-{
-    uint64_t v = 0;
-    for (int i = 0; i < k; ++i) v |= uint64_t(p[i]) << (8 * i);
-    return v;
-}
-
-void putCrc(std::vector<uint8_t>& f, size_t at, size_t from, size_t length)
-{
-    const uint32_t crc = Xrv::crc32(f.data() + from, length);
-    for (int i = 0; i < 4; ++i) f[at + i] = static_cast<uint8_t>(crc >> (8 * i));
-}
-
-// Makes every checksum match, innermost first (segments, then the indexes holding their
-// checksums, the directory holding those, the metadata and the header), wherever the fields
-// that locate them point inside the file.
-void fixChecksums(std::vector<uint8_t>& f)
-{
-    const uint64_t size = f.size();
-    if (size < Xrv::kFixedHeaderBytes) return;
-    const uint64_t metadata = le(f.data() + 36, 4);
-    const uint32_t resolutions = f[11];
-    const uint64_t directory = Xrv::kFixedHeaderBytes + metadata;
-    const uint64_t entries = uint64_t(resolutions) * Xrv::kLevelEntryBytes;
-    if (metadata >= 4 && resolutions >= 1 && resolutions <= Xrv::kMaxResolutions && directory + entries + 4 <= size) {
-        for (uint32_t r = 0; r < resolutions; ++r) {
-            uint8_t* e = f.data() + directory + r * Xrv::kLevelEntryBytes;
-            const uint64_t indexOffset = le(e, 8), indexLength = le(e + 8, 4);
-            const uint64_t dataOffset = le(e + 16, 8), dataLength = le(e + 24, 8);
-            if (indexOffset > size || indexLength > size - indexOffset) continue;
-            const uint64_t dataEnd = dataOffset <= size ? dataOffset + std::min(dataLength, size - dataOffset) : 0;
-            uint64_t at = dataOffset;
-            for (uint64_t i = 0; i + Xrv::kIndexEntryBytes <= indexLength; i += Xrv::kIndexEntryBytes) {
-                const uint64_t length = le(f.data() + indexOffset + i, 4);
-                if (at > dataEnd || length > dataEnd - at) break;
-                putCrc(f, indexOffset + i + 4, at, length);
-                at += length;
-            }
-            putCrc(f, directory + r * Xrv::kLevelEntryBytes + 12, indexOffset, indexLength);
-        }
-        putCrc(f, directory + entries, directory, entries);
-    }
-    if (metadata >= 4 && Xrv::kFixedHeaderBytes + metadata <= size)
-        putCrc(f, Xrv::kFixedHeaderBytes + metadata - 4, Xrv::kFixedHeaderBytes, metadata - 4);
-    putCrc(f, Xrv::kFixedHeaderBytes - 4, 0, Xrv::kFixedHeaderBytes - 4);
-}
 
 void readFile(const uint8_t* data, size_t size)
 {
@@ -116,7 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     readFile(data, size);
     std::vector<uint8_t> fixed(data, data + size);
-    fixChecksums(fixed);
+    fuzz::fixXrvChecksums(fixed);
     if (!std::equal(fixed.begin(), fixed.end(), data)) readFile(fixed.data(), fixed.size());
     return 0;
 }

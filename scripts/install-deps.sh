@@ -8,7 +8,7 @@ packages=(
   qtbase5-dev qtbase5-dev-tools libqt5xml5 qt5-image-formats-plugins
   libopenjp2-7-dev libopenjp2-tools liblcms2-dev
   libopenjph-dev openjph-tools
-  libgdal-dev gdal-bin
+  libgdal-dev gdal-bin libpng-dev
   libcurl4-openssl-dev
   nginx-light openssl python3
   xvfb xauth x11-utils

@@ -28,7 +28,7 @@ int compress(const QStringList& args)
     return 1;
 }
 
-bool writeTiff(const QImage& picture, const QString& path, const PictureGeoreference& geo, QString& error)
+bool writeTiff(const Picture& picture, const QString& path, const PictureGeoreference& geo, QString& error)
 {
     const auto write = reinterpret_cast<decltype(&xrvtoolWriteTiff)>(entry("xrvtoolWriteTiff", error));
     return write && write(&picture, &path, &geo, &error);

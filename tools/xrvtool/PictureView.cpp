@@ -1,6 +1,7 @@
 #include "PictureView.h"
 
 #include <chrono>
+#include <utility>
 
 PictureView::~PictureView()
 {
@@ -17,29 +18,29 @@ PLK::CError PictureView::setViewTimed(const std::vector<int>& bands, int width, 
         m_final = false;
         m_firstMs = m_finalMs = -1.0;
         m_passes = 0;
-        m_latest = QImage();
+        m_latest = Picture();
         m_clock.start();
     }
     std::vector<int> list = bands;
     return SetView(static_cast<int>(list.size()), list.data(), width, height, x1, y1, x2, y2);
 }
 
-PLKReadStatus PictureView::readPicture(QImage& picture)
+PLKReadStatus PictureView::readPicture(Picture& picture)
 {
     const PLKSetViewInfo info = GetSetViewInfo();
-    QImage image(static_cast<int>(info.nSizeX), static_cast<int>(info.nSizeY), QImage::Format_ARGB32);
-    for (int y = 0; y < image.height(); ++y) {
-        const PLKReadStatus status = ReadLineBGRA(image.scanLine(y));
+    Picture image(static_cast<int>(info.nSizeX), static_cast<int>(info.nSizeY));
+    for (int y = 0; y < image.height; ++y) {
+        const PLKReadStatus status = ReadLineBGRA(image.line(y));
         if (status != PLK_READ_OK) return status;
     }
     std::lock_guard<std::mutex> lock(m_mutex);
     m_firstMs = m_finalMs = m_clock.nsecsElapsed() / 1e6;
     m_passes = 1;
-    picture = image;
+    picture = std::move(image);
     return PLK_READ_OK;
 }
 
-bool PictureView::waitForFinal(int timeoutMs, QImage& picture)
+bool PictureView::waitForFinal(int timeoutMs, Picture& picture)
 {
     std::unique_lock<std::mutex> lock(m_mutex);
     int seen = -1;
@@ -56,9 +57,9 @@ bool PictureView::waitForFinal(int timeoutMs, QImage& picture)
 PLKReadStatus PictureView::RefreshUpdateEx(PLKSetViewInfo* pViewInfo)
 {
     if (IsReadCancelPending() || IsClosePending()) return PLK_READ_CANCELLED;
-    QImage image(static_cast<int>(pViewInfo->nSizeX), static_cast<int>(pViewInfo->nSizeY), QImage::Format_ARGB32);
-    for (int y = 0; y < image.height(); ++y) {
-        const PLKReadStatus status = ReadLineBGRA(image.scanLine(y));
+    Picture image(static_cast<int>(pViewInfo->nSizeX), static_cast<int>(pViewInfo->nSizeY));
+    for (int y = 0; y < image.height; ++y) {
+        const PLKReadStatus status = ReadLineBGRA(image.line(y));
         if (status != PLK_READ_OK) return status;
     }
     const bool final = GetPercentComplete() == 100;
@@ -66,7 +67,7 @@ PLKReadStatus PictureView::RefreshUpdateEx(PLKSetViewInfo* pViewInfo)
     const double now = m_clock.nsecsElapsed() / 1e6;
     if (m_firstMs < 0) m_firstMs = now;
     ++m_passes;
-    m_latest = image;
+    m_latest = std::move(image);
     if (final) {
         m_final = true;
         m_finalMs = now;

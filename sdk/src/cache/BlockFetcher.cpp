@@ -266,9 +266,17 @@ CError BlockFetcher::fetchBlocks(const Request& request, BlockSet& out)
             r.decoder->learnRanges(tiles, r.level, r.cancel.get(), [&fetched](uint64_t offset, std::vector<uint8_t> b) {
                 fetched->keep(offset, std::move(b));
             });
+            // What was learnt may be more than guessed before: the batch ends where its bytes do.
             std::vector<ByteRange> ranges;
-            for (uint32_t tile : tiles)
-                for (const ByteRange& range : r.decoder->rangesFor(tile, r.level)) ranges.push_back(range);
+            uint64_t learnt = 0;
+            auto stop = next;
+            for (; stop != end && (stop == next || learnt < kBatchBytes); ++stop) {
+                for (const ByteRange& range : r.decoder->rangesFor(stop->first, r.level)) {
+                    ranges.push_back(range);
+                    learnt += range.length;
+                }
+            }
+            end = stop;
             if (fetched->fetch(std::move(ranges), r.cancel.get()) == ReadStatus::Cancelled) break;
         }
         auto batch = std::make_shared<ThreadPool::Batch>();

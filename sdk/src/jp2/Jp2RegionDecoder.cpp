@@ -119,8 +119,10 @@ std::vector<ByteRange> Jp2RegionDecoder::rangesFor(uint32_t tile, uint32_t level
     if (tile >= tileCount() || level >= levels()) return ranges;
     const uint32_t dataTile = tileWithSamples(tile);
     const std::vector<TilePart>& parts = m_index.parts(dataTile);
-    LeadingPartIndex::Plan plan;
-    if (m_leading.plan(dataTile, level, plan)) return {{parts[0].offset, plan.bytes}};
+    // A coarse level of a tile read by its head: what was learnt of it, or before that (a hint
+    // of ranges to come) the first guess, never the whole tile-part.
+    uint64_t head = 0;
+    if (m_leading.likelyHead(dataTile, level, head)) return {{parts[0].offset, head}};
     const uint32_t keep = TileCodestream(*m_source, m_header, m_index).partsLikelyNeeded(dataTile, level);
     for (uint32_t i = 0; i < keep && i < parts.size(); ++i) ranges.push_back({parts[i].offset, parts[i].length});
     return ranges;

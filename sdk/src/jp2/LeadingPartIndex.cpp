@@ -67,6 +67,28 @@ bool LeadingPartIndex::plan(uint32_t tile, uint32_t level, Plan& out) const
     return true;
 }
 
+bool LeadingPartIndex::likelyHead(uint32_t tile, uint32_t level, uint64_t& bytes) const
+{
+    uint32_t r = 0;
+    if (!candidate(tile, level, r)) return false;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const auto it = m_tiles.find(tile);
+    if (it != m_tiles.end() && it->second->ends.size() > r) {
+        bytes = it->second->ends[r];
+        return true;
+    }
+    if (it != m_tiles.end() && it->second->unknown) return false;
+    bytes = std::min<uint64_t>(m_index.parts(tile).front().length, firstGuess(tile, level));
+    return true;
+}
+
+uint64_t LeadingPartIndex::firstGuess(uint32_t tile, uint32_t level) const
+{
+    // Each finer resolution holds about three times the data of all coarser ones together.
+    const uint64_t length = m_index.parts(tile).front().length;
+    return (length * 2 >> std::min<uint32_t>(2 * level, 63)) + kGuessSlack;
+}
+
 bool LeadingPartIndex::startWork(uint32_t tile, uint32_t resolution, uint32_t level, std::vector<Work>& work)
 {
     std::unique_ptr<Entry>& slot = m_tiles[tile];
@@ -88,9 +110,8 @@ bool LeadingPartIndex::startWork(uint32_t tile, uint32_t resolution, uint32_t le
         e.walker = std::make_unique<PacketHeaderWalker>(std::move(layout), w.part.length);
     }
     w.walker = std::move(e.walker);
-    // Each finer resolution holds about three times the data of all coarser ones together.
-    const uint64_t guess = (uint64_t(w.part.length) * 2 >> std::min<uint32_t>(2 * level, 63)) + kGuessSlack;
-    w.readEnd = std::min<uint64_t>(w.part.length, std::max(guess, w.walker->position() + kGuessSlack));
+    w.readEnd =
+        std::min<uint64_t>(w.part.length, std::max(firstGuess(tile, level), w.walker->position() + kGuessSlack));
     e.busy = true;
     work.push_back(std::move(w));
     return true;

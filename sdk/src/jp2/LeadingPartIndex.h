@@ -50,6 +50,9 @@ public:
                const KeepBytes& keep);
     /// The head a decode of `tile` at `level` reads, once learnt; false: the whole tile-part.
     bool plan(uint32_t tile, uint32_t level, Plan& out) const;
+    /// How many leading bytes of `tile`'s tile-part a decode at `level` likely reads: the head
+    /// once learnt, the first guess of it before; false when the whole tile-part is read.
+    bool likelyHead(uint32_t tile, uint32_t level, uint64_t& bytes) const;
 
 private:
     struct Entry;
@@ -58,6 +61,7 @@ private:
     bool candidate(uint32_t tile, uint32_t level, uint32_t& resolution) const;
     bool startWork(uint32_t tile, uint32_t resolution, uint32_t level, std::vector<Work>& work);
     void finishWork(Work& work, bool learnt);
+    uint64_t firstGuess(uint32_t tile, uint32_t level) const;
     /// How far the next read of a tile's head goes, when the last one fell short.
     uint64_t nextReadEnd(const Work& work) const;
     /// Reads and walks `count` tiles' heads until each is resolved; false when cancelled or a

@@ -148,6 +148,8 @@ CError Jp2RegionDecoder::decodeFrom(ByteSource& bytes, uint32_t tile, uint32_t l
     const bool leading = m_leading.plan(dataTile, level, plan);
     if (const CError error = leading ? builder.buildLeading(dataTile, plan, codestream)
                                      : builder.build(dataTile, level, resilient, codestream)) {
+        if (leading && error.GetErrorNumber() != PLK_ERROR_FILE_READ)
+            return decodeWhole(bytes, tile, level, layers, rect, out, cancel, resilient);
         const CError explained = Jp2Messages::explain(error, m_source->name(), Jp2Messages::Part::Codestream);
         if (error.GetErrorNumber() != PLK_ERROR_FILE_READ) noteFailure(dataTile, level, resilient, explained);
         return explained;
@@ -157,11 +159,22 @@ CError Jp2RegionDecoder::decodeFrom(ByteSource& bytes, uint32_t tile, uint32_t l
     OpjImage image;
     const GridRect area = dataTile == tile ? decodeArea(tile, level, rect) : m_header.tileBounds(dataTile);
     if (const CError error = runDecoder(dataTile, level, layers, area, codestream, image)) {
+        if (leading) return decodeWhole(bytes, tile, level, layers, rect, out, cancel, resilient);
         const CError explained = damaged("tile " + std::to_string(dataTile) + ": " + error.message());
         noteFailure(dataTile, level, resilient, explained);
         return explained;
     }
     return fill(*image, level, rect, out);
+}
+
+// A head the decoder refuses is no reason to refuse the tile: whatever the packet walk got
+// wrong, the whole tile-part decodes as it would have without it, from now on.
+CError Jp2RegionDecoder::decodeWhole(ByteSource& bytes, uint32_t tile, uint32_t level, uint32_t layers,
+                                     const LevelRect& rect, RegionBuffer& out, const std::atomic<bool>* cancel,
+                                     bool resilient)
+{
+    m_leading.abandon(tileWithSamples(tile));
+    return decodeFrom(bytes, tile, level, layers, rect, out, cancel, resilient);
 }
 
 bool Jp2RegionDecoder::knownFailure(uint32_t tile, uint32_t level, bool resilient, CError& error) const

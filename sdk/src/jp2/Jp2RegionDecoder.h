@@ -55,6 +55,9 @@ private:
     uint32_t tileWithSamples(uint32_t tile) const;
     CError runDecoder(uint32_t tile, uint32_t level, uint32_t layers, const GridRect& area,
                       const std::vector<uint8_t>& codestream, OpjImage& image) const;
+    /// decodeFrom() from the whole tile-part, never its head again.
+    CError decodeWhole(ByteSource& bytes, uint32_t tile, uint32_t level, uint32_t layers, const LevelRect& rect,
+                       RegionBuffer& out, const std::atomic<bool>* cancel, bool resilient);
     CError fill(const opj_image_t& image, uint32_t level, const LevelRect& rect, RegionBuffer& out) const;
     void fillBand(const opj_image_comp_t& comp, const Jp2Channel& channel, uint32_t level, const LevelRect& rect,
                   int32_t* plane) const;

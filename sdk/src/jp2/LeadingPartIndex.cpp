@@ -67,6 +67,16 @@ bool LeadingPartIndex::plan(uint32_t tile, uint32_t level, Plan& out) const
     return true;
 }
 
+void LeadingPartIndex::abandon(uint32_t tile)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    std::unique_ptr<Entry>& slot = m_tiles[tile];
+    if (!slot) slot = std::make_unique<Entry>();
+    slot->ends.clear();
+    slot->unknown = true;
+    if (!slot->busy) slot->walker.reset();
+}
+
 bool LeadingPartIndex::likelyHead(uint32_t tile, uint32_t level, uint64_t& bytes) const
 {
     uint32_t r = 0;
@@ -139,6 +149,7 @@ void LeadingPartIndex::finishWork(Work& w, bool learnt)
     std::lock_guard<std::mutex> lock(m_mutex);
     Entry& e = *m_tiles[w.tile];
     e.busy = false;
+    if (e.unknown) return;  // abandoned meanwhile
     if (!learnt) {
         e.walker = std::move(w.walker);  // cancelled or unreadable: try again another time
         return;

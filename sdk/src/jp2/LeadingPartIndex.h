@@ -50,6 +50,8 @@ public:
                const KeepBytes& keep);
     /// The head a decode of `tile` at `level` reads, once learnt; false: the whole tile-part.
     bool plan(uint32_t tile, uint32_t level, Plan& out) const;
+    /// Forgets what was learnt of `tile`: it is read whole from now on.
+    void abandon(uint32_t tile);
     /// How many leading bytes of `tile`'s tile-part a decode at `level` likely reads: the head
     /// once learnt, the first guess of it before; false when the whole tile-part is read.
     bool likelyHead(uint32_t tile, uint32_t level, uint64_t& bytes) const;

@@ -2,6 +2,10 @@
 
 #include "CConfig.h"
 
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
 namespace PLK {
 namespace Engine {
 
@@ -16,9 +20,23 @@ uint64_t blockBytes(const Block& b)
 
 BlockCache::BlockCache(uint64_t limitBytes) : m_limit(limitBytes) {}
 
+void BlockCache::keepDecodeMemory()
+{
+#if defined(__GLIBC__)
+    // Every view's decodes take and free buffers of several MB. Left to itself glibc hands such
+    // buffers back to the system as soon as they are freed, and the next view's decodes take
+    // them again a page fault per 4 KB; this keeps up to 64 MB of freed memory for reuse
+    // instead (a tenth less CPU for a pan).
+    mallopt(M_MMAP_THRESHOLD, 32 << 20);
+    mallopt(M_TRIM_THRESHOLD, 64 << 20);
+#endif
+}
+
 BlockCache& BlockCache::shared()
 {
     static BlockCache cache(SDK::CConfig::kDefaultCacheMaxmem);
+    static const bool kept = (keepDecodeMemory(), true);
+    (void)kept;
     return cache;
 }
 

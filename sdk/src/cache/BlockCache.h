@@ -26,6 +26,8 @@ public:
 
     /// The engine's cache; its limit follows the configuration.
     static BlockCache& shared();
+    /// Has the allocator keep freed decode buffers for the next view (done with shared()).
+    static void keepDecodeMemory();
 
     void setLimit(uint64_t bytes);
     uint64_t limit() const;

@@ -1,6 +1,7 @@
 // The engine's small parts on their own: the shared block cache (memory bound, eviction, one
 // decode per block across threads), histogram buckets and the path to screen bytes, and the view
-// geometry (level choice and which cell each pixel samples).
+// geometry (level choice and which cell each pixel samples), and the rows a picture reads from
+// the blocks.
 #include <QtTest>
 
 #include <atomic>
@@ -10,9 +11,11 @@
 #include "cache/BlockCache.h"
 #include "image/BandHistogram.h"
 #include "view/BandQuantizer.h"
+#include "view/BlockRows.h"
 #include "view/ViewGeometry.h"
 
 using namespace PLK::Engine;
+Q_DECLARE_METATYPE(LevelRect)
 
 namespace {
 std::shared_ptr<Block> makeBlock(uint32_t side)
@@ -45,6 +48,8 @@ private slots:
     void chooseLevel_data();
     void chooseLevel();
     void pixelsSampleCells();
+    void rowsFromBlocks_data();
+    void rowsFromBlocks();
 };
 
 void TestEngineParts::cacheStaysWithinLimitLeastRecentFirst()
@@ -238,6 +243,69 @@ void TestEngineParts::pixelsSampleCells()
     QCOMPARE(double(magnified.weight[0]), 0.625);
     QCOMPARE(magnified.lower[2], int64_t(2));
     QCOMPARE(double(magnified.weight[2]), 0.125);
+}
+
+// Cell (x, y) of band b; `wide` bands hold values no byte can, so their blocks stay 32-bit.
+int32_t cellValue(int64_t x, int64_t y, uint32_t b, bool wide)
+{
+    return wide ? int32_t(x * 1000 + y) * (b % 2 ? -1 : 1) : int32_t((x * 7 + y * 3 + b * 50) & 255);
+}
+
+void TestEngineParts::rowsFromBlocks_data()
+{
+    QTest::addColumn<LevelRect>("window");
+    QTest::addColumn<bool>("wide");
+    QTest::newRow("inside one block") << LevelRect{3, 5, 20, 9} << false;
+    QTest::newRow("across block edges") << LevelRect{10, 20, 90, 70} << false;
+    QTest::newRow("the whole grid, 32-bit cells") << LevelRect{0, 0, 100, 80} << true;
+    QTest::newRow("across block edges, 32-bit cells") << LevelRect{31, 1, 33, 79} << true;
+}
+
+// Blocks of 32 cells with short ones at the grid's right and bottom edges, in no order: every
+// row read from them holds the cells the blocks hold, whichever order rows are asked for in.
+void TestEngineParts::rowsFromBlocks()
+{
+    QFETCH(LevelRect, window);
+    QFETCH(bool, wide);
+    BlockFetcher::BlockSet set;
+    set.window = window;
+    for (int64_t y0 = 64; y0 >= 0; y0 -= 32)
+        for (int64_t x0 = 96; x0 >= 0; x0 -= 32) {
+            auto block = std::make_shared<Block>();
+            block->rect = {x0, y0, std::min<int64_t>(x0 + 32, 100), std::min<int64_t>(y0 + 32, 80)};
+            if (block->rect.intersected(window).empty()) continue;
+            const LevelRect& r = block->rect;
+            block->cells.allocate(uint32_t(r.width()), uint32_t(r.height()), 2, !wide);
+            for (uint32_t b = 0; b < 2; ++b)
+                for (int64_t y = r.y0; y < r.y1; ++y)
+                    for (int64_t x = r.x0; x < r.x1; ++x) {
+                        const size_t at = (b * r.height() + (y - r.y0)) * r.width() + (x - r.x0);
+                        wide ? void(block->cells.wide[at] = cellValue(x, y, b, true))
+                             : void(block->cells.bytes[at] = uint8_t(cellValue(x, y, b, false)));
+                    }
+            set.blocks.push_back(block);
+        }
+    RegionBuffer whole;
+    set.assemble(whole, 2);
+    BlockRows rows(set, {1, 0});
+    // Rows in pairs, both in use at once, as bilinear sampling asks for them; the last pair goes
+    // back to the first rows.
+    auto check = [&](const int32_t* row, uint32_t band, int64_t y) {
+        for (int64_t x = 0; x < window.width(); ++x) {
+            const int32_t expected = cellValue(window.x0 + x, window.y0 + y, band, wide);
+            QCOMPARE(row[x], expected);
+            QCOMPARE(whole.plane(band)[y * whole.width + x], expected);
+        }
+    };
+    for (int64_t y = 0; y <= window.height(); ++y) {
+        const int64_t top = y % window.height(), bottom = std::min(top + 1, window.height() - 1);
+        for (uint32_t plane = 0; plane < 2; ++plane) {
+            const int32_t* upper = rows.row(plane, top);
+            const int32_t* lower = rows.row(plane, bottom);
+            check(upper, 1 - plane, top);
+            check(lower, 1 - plane, bottom);
+        }
+    }
 }
 
 QTEST_APPLESS_MAIN(TestEngineParts)

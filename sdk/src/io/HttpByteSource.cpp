@@ -1027,11 +1027,10 @@ ReadStatus HttpByteSource::readRanges(std::vector<RangeRead>& reads, const std::
     const uint64_t size = c.validator.size;
     std::set<Transfer*> joined;
     std::vector<uint64_t> missing;
-    // A batch of small scattered reads (tile-part headers looked for all over the file) is
-    // fetched byte for byte: whole pages would multiply the bytes by a thousand.
-    const bool exactBatch = reads.size() > 1 && std::all_of(reads.begin(), reads.end(), [](const RangeRead& r) {
-                                return r.length <= kExactReadMax;
-                            });
+    // Small reads (tile-part headers looked for all over the file) are fetched byte for byte:
+    // whole pages would multiply their bytes a thousandfold. Larger ones go in whole pages.
+    const bool exactBatch =
+        std::all_of(reads.begin(), reads.end(), [](const RangeRead& r) { return r.length <= kExactReadMax; });
     std::vector<std::shared_ptr<Transfer>> exactOf(reads.size());
     for (size_t i = 0; i < reads.size(); ++i) {
         const RangeRead& r = reads[i];
@@ -1086,7 +1085,7 @@ ReadStatus HttpByteSource::readRanges(std::vector<RangeRead>& reads, const std::
     // Reads that go on where the last one ended, and had to wait for the network, fetch further
     // ahead each time. Reads served from memory (the header boxes inside the opening request's
     // bytes) leave it as it is: a few of them must not start megabytes of read-ahead.
-    if (reads.size() == 1 && reads[0].length) {
+    if (reads.size() == 1 && reads[0].length && !exactBatch) {
         const RangeRead& r = reads[0];
         // A walk over small headers skips a little between reads; it is still going forwards.
         const bool forwards = r.offset >= c.sequentialEnd && r.offset - c.sequentialEnd <= kReadAheadMin;

@@ -31,6 +31,7 @@ constexpr uint32_t kClusterWidth = 2048;
 // the file, each wider than any tile-part seen so that it holds a header: a twentieth of the
 // code-stream at most, for rounds cut tenfold.
 constexpr double kSlowRoundMs = 10;
+constexpr uint32_t kSlowStreak = 3;  // slow rounds in a row that make the link a slow one
 constexpr uint64_t kSampleShare = 20;
 constexpr uint64_t kMaxSamples = 32;
 
@@ -170,12 +171,12 @@ bool TilePartIndex::buildFromLengths(HeaderReader& reader, uint64_t firstSot, ui
 
 // Finds the offsets the walk will visit without a round trip for each: every round reads, in one
 // batch, the header at the end of every chain of tile-parts known so far (where the chain from
-// the first tile-part goes next, and where chains started at headers found by probing go), plus
-// a small window where the tile-part after that would start if it were as long as others with
-// the same index. Inside entropy-coded data 0xFF is never followed by a byte above 0x8F, so a
-// plausible SOT header in a window is a real one; a wrong one would only start a chain the
-// first never joins. The walk then runs as always, over the bytes read here: the index is
-// exactly the walk's, and where the probing fell short the walk reads for itself.
+// the first tile-part goes next, and where chains started at headers found by probing go), and,
+// when round trips are slow, a small window where the tile-part after that would start if it
+// were as long as others with the same index. Inside entropy-coded data 0xFF is never followed by a byte above 0x8F, so
+// a plausible SOT header in a window is a real one; a wrong one would only start a chain the first never joins. The
+// walk then runs as always, over the bytes read here: the index is exactly the walk's, and where the probing fell short
+// the walk reads for itself.
 void TilePartIndex::probeHeaders(HeaderReader& reader, uint64_t firstSot, uint64_t end)
 {
     struct Header {
@@ -204,6 +205,11 @@ void TilePartIndex::probeHeaders(HeaderReader& reader, uint64_t firstSot, uint64
     const uint64_t budget = std::max<uint64_t>(kProbeBudgetMin, (end - firstSot) / 400);
     uint64_t spent = 0;
     bool sampled = false;
+    // Guessing costs bytes that only a slow round trip is worth; reads served at once (a near
+    // server, the disk cache) follow the chains alone, so a second open through the disk cache
+    // asks for nothing the first did not read.
+    bool slow = false;
+    uint32_t streak = 0;
     const auto readBatch = [&](std::vector<RangeRead>& reads, std::vector<std::vector<uint8_t>>& buffers) {
         for (size_t i = 0; i < reads.size(); ++i) reads[i].buffer = buffers[i].data();
         ++m_reads;
@@ -266,7 +272,7 @@ void TilePartIndex::probeHeaders(HeaderReader& reader, uint64_t firstSot, uint64
             buffers.emplace_back(static_cast<size_t>(std::min<uint64_t>(kHeaderBytes, end - tip.first)));
             reads.push_back(RangeRead{tip.first, buffers.back().size(), nullptr});
             const uint64_t guess = tip.second;
-            if (guess == 0 || spent >= budget || guess + kProbeHalfWidth >= end) continue;
+            if (!slow || guess == 0 || spent >= budget || guess + kProbeHalfWidth >= end) continue;
             auto after = headers.upper_bound(tip.first);
             if (after != headers.end() && after->first <= guess + kProbeHalfWidth) continue;  // known there already
             const uint64_t from = std::max(tip.first + kMinTilePart, guess - std::min(guess, kProbeHalfWidth));
@@ -277,7 +283,9 @@ void TilePartIndex::probeHeaders(HeaderReader& reader, uint64_t firstSot, uint64
         const auto started = std::chrono::steady_clock::now();
         if (!readBatch(reads, buffers)) return;
         const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - started;
-        if (!sampled && took.count() >= kSlowRoundMs && !sample(pos)) return;
+        streak = took.count() >= kSlowRoundMs ? streak + 1 : 0;
+        slow = slow || streak >= kSlowStreak;
+        if (slow && !sampled && !sample(pos)) return;
     }
 }
 

@@ -253,8 +253,10 @@ void TilePartIndex::probeHeaders(HeaderReader& reader, uint64_t firstSot, uint64
         if (end - std::min(end, pos) < kMinTilePart || held(pos)) return;  // done, or damage for the walk
         // Ends of every chain at or after it, and where the part after each would start.
         std::map<uint64_t, uint64_t> tips;  // offset -> predicted next offset (0: none)
+        const bool guessing = slow && spent < budget;
         std::map<uint8_t, std::vector<uint32_t>> lengths;
-        for (const auto& entry : headers) lengths[entry.second.index].push_back(entry.second.psot);
+        if (guessing)
+            for (const auto& entry : headers) lengths[entry.second.index].push_back(entry.second.psot);
         for (auto& entry : lengths) std::sort(entry.second.begin(), entry.second.end());
         for (const auto& entry : headers) {
             const uint64_t next = entry.first + entry.second.psot;
@@ -263,7 +265,8 @@ void TilePartIndex::probeHeaders(HeaderReader& reader, uint64_t firstSot, uint64
                                           ? 0
                                           : static_cast<uint8_t>(entry.second.index + 1);
             auto same = lengths.find(nextIndex);
-            tips[next] = next + likelyLength(same != lengths.end() ? same->second : lengths.begin()->second);
+            tips[next] =
+                !guessing ? 0 : next + likelyLength(same != lengths.end() ? same->second : lengths.begin()->second);
         }
         tips.emplace(pos, 0);
         std::vector<RangeRead> reads;
@@ -272,7 +275,7 @@ void TilePartIndex::probeHeaders(HeaderReader& reader, uint64_t firstSot, uint64
             buffers.emplace_back(static_cast<size_t>(std::min<uint64_t>(kHeaderBytes, end - tip.first)));
             reads.push_back(RangeRead{tip.first, buffers.back().size(), nullptr});
             const uint64_t guess = tip.second;
-            if (!slow || guess == 0 || spent >= budget || guess + kProbeHalfWidth >= end) continue;
+            if (guess == 0 || spent >= budget || guess + kProbeHalfWidth >= end) continue;
             auto after = headers.upper_bound(tip.first);
             if (after != headers.end() && after->first <= guess + kProbeHalfWidth) continue;  // known there already
             const uint64_t from = std::max(tip.first + kMinTilePart, guess - std::min(guess, kProbeHalfWidth));

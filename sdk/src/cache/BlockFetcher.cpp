@@ -279,11 +279,15 @@ CError BlockFetcher::fetchBlocks(const Request& request, BlockSet& out)
             end = stop;
             if (fetched->fetch(std::move(ranges), r.cancel.get()) == ReadStatus::Cancelled) break;
         }
+        // Largest decodes first: the first one started gets OpenJPEG's threads while cores are
+        // free, and the small ones fill in beside it rather than leave a core idle at the end.
+        std::vector<std::pair<uint32_t, const std::vector<BlockRef>*>> order;
+        for (; next != end; ++next) order.emplace_back(next->first, &next->second);
+        std::stable_sort(order.begin(), order.end(),
+                         [](const auto& a, const auto& b) { return a.second->size() > b.second->size(); });
         auto batch = std::make_shared<ThreadPool::Batch>();
-        for (; next != end; ++next) {
-            const uint32_t tile = next->first;
-            const std::vector<BlockRef>* refs = &next->second;
-            ThreadPool::shared().submit(batch, [&r, layers, tile, refs, this, &state, fetched] {
+        for (const auto& [tile, refs] : order) {
+            ThreadPool::shared().submit(batch, [&r, layers, tile = tile, refs = refs, this, &state, fetched] {
                 decodeTile(r, layers, tile, *refs, m_cache, state, fetched.get());
             });
         }

@@ -17,8 +17,10 @@ Serves one file with byte ranges at /<mode>/<name>, where <mode> chooses a fault
   redirect    302 to /ok/<name>
   stall       data requests wait 20 s before any answer
   switch      good while /control/up, connections closed at once after /control/down
-  nomulti     good (the name only says it): like every mode here, a request for several
-              ranges at once gets 200 and the whole file, as some object stores answer
+  nomulti     good (the name only says it): like every mode but badmulti, a request for
+              several ranges at once gets 200 and the whole file, as some object stores answer
+  badmulti    several ranges get a multipart answer whose first part is one byte off what
+              was asked (its Content-Range says so)
 
 With --upstream URL it is instead a proxy to URL that waits --delay-ms before each request
 (the benchmark's slow network). It prints "PORT <n>" once listening and stops by itself after
@@ -111,6 +113,8 @@ class Handler(BaseHTTPRequestHandler):
         etag, modified = '"v1"', "Sun, 01 Nov 2026 10:00:00 GMT"
         if mode == "changed" and data_request:
             etag, size, data = '"v2"', size - 1000, data[:-1000]
+        if mode == "badmulti" and "," in self.headers.get("Range", ""):
+            return self.serve_bad_multipart(data, size, etag)
         rng = parse_range(self.headers.get("Range"), size)
         if mode == "noranges" or rng is None:
             self.send_response(200)
@@ -145,6 +149,21 @@ class Handler(BaseHTTPRequestHandler):
             self.close_connection = True
             self.connection.shutdown(2)
             return
+        self.wfile.write(body)
+
+    def serve_bad_multipart(self, data, size, etag):
+        spans = [tuple(int(x) for x in r.split("-")) for r in self.headers["Range"][6:].split(",")]
+        spans[0] = (spans[0][0] + 1, min(spans[0][1] + 1, size - 1))
+        body = b""
+        for first, last in spans:
+            body += b"\r\n--XRVB\r\nContent-Type: image/jp2\r\n"
+            body += b"Content-Range: bytes %d-%d/%d\r\n\r\n" % (first, last, size) + data[first:last + 1]
+        body += b"\r\n--XRVB--\r\n"
+        self.send_response(206)
+        self.send_header("Content-Type", "multipart/byteranges; boundary=XRVB")
+        self.send_header("ETag", etag)
+        self.send_header("Content-Length", str(len(body)))
+        self.end_headers()
         self.wfile.write(body)
 
     def proxy(self):

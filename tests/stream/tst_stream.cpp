@@ -282,6 +282,7 @@ void TestStream::faults_data()
     QTest::newRow("changed while open") << "changed" << read << "changed on the server";
     QTest::newRow("redirect") << "redirect" << 0 << "";
     QTest::newRow("one range per request") << "nomulti" << 0 << "";
+    QTest::newRow("multipart part not asked for") << "badmulti" << 0 << "";
 }
 
 void TestStream::faults()

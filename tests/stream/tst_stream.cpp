@@ -145,6 +145,8 @@ private slots:
     void indexWithoutWalking();
     void scatteredReadsFewRequests_data();
     void scatteredReadsFewRequests();
+    void multipartAnswers_data();
+    void multipartAnswers();
 
 private:
     QString address(const QString& scheme, int port, const QString& path) const
@@ -486,6 +488,47 @@ void TestStream::scatteredReadsFewRequests()
     QVERIFY(stream->readRanges(reads) == ReadStatus::Ok);
     for (int i = 0; i < 60; ++i) QVERIFY(buffers[size_t(i)] == file.mid(int(reads[size_t(i)].offset), length));
     QVERIFY2(int(stream->requestCount()) <= 1 + maxRequests, qPrintable(QString::number(stream->requestCount())));
+}
+
+void TestStream::multipartAnswers_data()
+{
+    QTest::addColumn<QByteArray>("contentType");
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<int>("parts");  // -1: refused
+    const QByteArray type = "multipart/byteranges; boundary=B";
+    const QByteArray a = "\r\n--B\r\nContent-Range: bytes 0-3/100\r\n\r\nabcd";
+    const QByteArray b = "\r\n--B\r\nContent-Type: image/jp2\r\nContent-Range: bytes 50-51/100\r\n\r\nxy";
+    const QByteArray end = "\r\n--B--\r\n";
+    QTest::newRow("two parts") << type << a + b + end << 2;
+    QTest::newRow("quoted boundary") << QByteArray("multipart/byteranges; boundary=\"B\"") << a + end << 1;
+    QTest::newRow("no boundary") << QByteArray("multipart/byteranges") << a + end << -1;
+    QTest::newRow("not multipart") << QByteArray("image/jp2; boundary=B") << a + end << -1;
+    QTest::newRow("part longer than its range") << type << a + "e" + end << -1;
+    QTest::newRow("part cut short") << type << a.left(a.size() - 1) << -1;
+    QTest::newRow("no closing boundary") << type << a << -1;
+    QTest::newRow("another file size") << type << QByteArray(a).replace("/100", "/101") + end << -1;
+    QTest::newRow("no Content-Range") << type << QByteArray(a).replace("Content-Range", "X-Range") + end << -1;
+    QTest::newRow("endless header line") << type << "\r\n--B\r\n" + QByteArray(5000, 'h') + end << -1;
+    QTest::newRow("more parts than asked") << type << a + a + a + end << -1;
+}
+
+// What a hostile or broken server sends as several ranges is taken only when every part is
+// well formed and for this file.
+void TestStream::multipartAnswers()
+{
+    QFETCH(QByteArray, contentType);
+    QFETCH(QByteArray, body);
+    QFETCH(int, parts);
+    std::vector<ByteRangePart> got;
+    std::string error;
+    const bool ok =
+        splitByteRanges(contentType.toStdString(), std::vector<uint8_t>(body.begin(), body.end()), 100, 2, got, error);
+    QCOMPARE(ok ? int(got.size()) : -1, parts);
+    if (parts == 2) {
+        QCOMPARE(body.mid(int(got[0].bodyOffset), 4), QByteArray("abcd"));
+        QCOMPARE(int(got[1].first), 50);
+        QCOMPARE(body.mid(int(got[1].bodyOffset), 2), QByteArray("xy"));
+    }
 }
 
 QTEST_GUILESS_MAIN(TestStream)

@@ -28,7 +28,7 @@ constexpr uint64_t kPage = HttpByteSource::kPage;
 constexpr uint64_t kProbeBytes = 65536;       // the opening request: most headers fit
 constexpr uint64_t kMergeGapPages = 4;        // gaps this small are fetched, not a round trip
 constexpr uint64_t kMultiGapPages = 1;        // ... when a request can carry several ranges
-constexpr size_t kExactReadMax = 1024;        // a batch of reads this small is fetched byte-exact
+constexpr size_t kExactReadMax = 1024;        // calls with reads this small are fetched byte-exact
 constexpr size_t kMaxRangesPerRequest = 64;   // keeps the Range header well under 2 KB
 constexpr uint64_t kGroupBytes = 4u << 20;    // bytes one multi-range request carries, about
 constexpr uint64_t kMaxTransfer = 16u << 20;  // larger runs go as several requests in parallel
@@ -140,7 +140,6 @@ struct HttpByteSource::Transfer {
     uint64_t length = 0;    ///< bytes asked for
     bool probe = false;     ///< the opening request: learns size and validators
     bool prefetch = false;  ///< nobody waits for it: never dropped for want of readers
-    bool exact = false;     ///< byte-exact, not whole pages: nobody else joins it
     bool solo = false;      ///< never sent with others in one request (that failed once)
     /// Transfers sent along in this one's request (Range: a-b,c-d,...); the answer is split
     /// among them. Only while the request runs.
@@ -856,7 +855,6 @@ std::shared_ptr<HttpByteSource::Transfer> HttpByteSource::Core::newExactTransfer
     t->core = this;
     t->offset = offset;
     t->length = std::min(offset + length, validator.size) - offset;
-    t->exact = true;
     queue.push_back(t);
     return t;
 }

@@ -34,6 +34,7 @@ constexpr double kSlowRoundMs = 10;
 constexpr uint32_t kSlowStreak = 3;  // slow rounds in a row that make the link a slow one
 constexpr uint64_t kSampleShare = 20;
 constexpr uint64_t kMaxSamples = 32;
+constexpr uint64_t kMaxSampleBytes = 64u << 20;  // held in memory while the index is built
 
 /// The length most tile-parts of `sorted` lengths come close to: the middle of the densest
 /// span of kClusterWidth bytes. Rate-controlled encoders fill most tiles to the same budget,
@@ -227,7 +228,8 @@ void TilePartIndex::probeHeaders(HeaderReader& reader, uint64_t firstSot, uint64
         uint32_t longest = 0;
         for (const auto& entry : headers) longest = std::max(longest, entry.second.psot);
         const uint64_t width = longest + longest / 2, span = end - from;
-        const uint64_t count = std::min(kMaxSamples, width ? span / kSampleShare / width : 0);
+        const uint64_t count =
+            width ? std::min({kMaxSamples, span / kSampleShare / width, kMaxSampleBytes / width}) : 0;
         if (count < 2) return true;
         std::vector<RangeRead> reads;
         std::vector<std::vector<uint8_t>> buffers;

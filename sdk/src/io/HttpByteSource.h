@@ -3,8 +3,10 @@
 // One transfer thread per open stream drives a libcurl multi handle: every range a view needs
 // is in flight at once (multiplexed over HTTP/2 where the server offers it, over several
 // persistent connections otherwise). Readers hand their ranges over, rounded to pages and
-// merged with their neighbours, and wait, checking their cancel flag, until the bytes are
-// there. Recent pages stay in memory so small header reads are not a round trip each.
+// merged with their neighbours (calls of small reads only: byte-exact), and wait, checking
+// their cancel flag, until the bytes are there. Ranges that start together share requests
+// (Range: a-b,c-d,... answered multipart) where the server allows it. Recent pages stay in
+// memory so small header reads are not a round trip each.
 #pragma once
 
 #include <atomic>

@@ -109,6 +109,11 @@ int runRender(const QStringList& args)
     PLK::SDK::CFileBase::sFilesHelper().Get()->m_Config.SetXrvpCacheEnabled(!o.streamCache.isEmpty());
     PLK::SDK::CFileBase::sFilesHelper().Get()->m_Config.SetXrvpCacheLocation(o.streamCache.toLocal8Bit().constData());
     PLK::SDK::CFileBase::sFilesHelper().Get()->m_Config.SetXrvpCacheSizeMb(o.streamCacheMb);
+    // Cells written as plain pixels never need to know where the image lies on the earth: a
+    // cell window then skips reading it, and the georeferencing libraries stay unloaded. A
+    // world extent or a GeoTIFF does need it.
+    const bool placed = o.hasExtent || PictureWriter::formatFor(o.output) == PictureWriter::Format::Tiff;
+    PLK::SDK::CFileBase::sFilesHelper().Get()->m_Config.SetGeoreferencingEnabled(placed);
     PLKInit();
     int result = 1;
     {

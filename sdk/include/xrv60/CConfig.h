@@ -46,6 +46,11 @@ public:
     std::string GetXrvpClientHttpUserAgent() const;
     void SetProjectionFormat(PLKProjectionFormat format);
     PLKProjectionFormat GetProjectionFormat() const;
+    /// Read where images lie on the earth. Off, images opened afterwards are in cell
+    /// coordinates and the georeferencing libraries are never loaded: for tools that only
+    /// cut cell windows out of images.
+    void SetGeoreferencingEnabled(bool b);
+    bool GetGeoreferencingEnabled() const;
 
     /// Default memory limit: 256 MB.
     static constexpr uint64_t kDefaultCacheMaxmem = 256ull << 20;
@@ -63,6 +68,7 @@ private:
     bool m_optimizeNearest = true;
     std::string m_userAgent;
     PLKProjectionFormat m_projectionFormat = PLK_PROJECTION_EPSG_NAMES;
+    bool m_georeferencing = true;
 };
 
 }  // namespace SDK

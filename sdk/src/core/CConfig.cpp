@@ -88,6 +88,16 @@ uint64_t CConfig::GetCacheMaxmem() const
     Lock l(m_mutex);
     return m_cacheMaxmem;
 }
+void CConfig::SetGeoreferencingEnabled(bool b)
+{
+    Lock l(m_mutex);
+    m_georeferencing = b;
+}
+bool CConfig::GetGeoreferencingEnabled() const
+{
+    Lock l(m_mutex);
+    return m_georeferencing;
+}
 void CConfig::SetResilientDecodingEnabled(bool b)
 {
     Lock l(m_mutex);

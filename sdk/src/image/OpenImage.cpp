@@ -136,8 +136,10 @@ PLKFileInfo* OpenImage::fileInfo() const
 void OpenImage::readGeoreferencing() const
 {
     const ImageDescription& d = m_container.description;
-    GeoModule* geo = gdalMayPlace(d, m_localPath) ? GeoModule::instance() : nullptr;
-    if (d.hasStoredPlacement) {
+    GeoModule* geo = m_settings.georeferencing && gdalMayPlace(d, m_localPath) ? GeoModule::instance() : nullptr;
+    if (!m_settings.georeferencing) {
+        m_georef.source = "none";
+    } else if (d.hasStoredPlacement) {
         m_georef = d.storedPlacement;
         if (geo) geo->describeCrs(m_settings.projectionFormat, m_georef);
     } else if (geo) {

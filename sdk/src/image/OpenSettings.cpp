@@ -11,6 +11,7 @@ OpenSettings OpenSettings::capture(const SDK::CConfig& config)
     s.projectionFormat = config.GetProjectionFormat();
     s.resilient = config.GetResilientDecodingEnabled();
     s.textureDither = config.GetTextureDitherEnabled();
+    s.georeferencing = config.GetGeoreferencingEnabled();
     s.stream.userAgent = config.GetXrvpClientHttpUserAgent();
     s.stream.diskCacheEnabled = config.GetXrvpCacheEnabled();
     s.stream.diskCacheSizeMb = config.GetXrvpCacheSizeMb();

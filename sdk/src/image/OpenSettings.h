@@ -25,6 +25,7 @@ struct OpenSettings {
     PLKProjectionFormat projectionFormat = PLK_PROJECTION_GDT;
     bool resilient = true;       ///< decode damaged data as far as it goes
     bool textureDither = false;  ///< XRV: fine noise over lossy cells, hiding block and ringing artefacts
+    bool georeferencing = true;  ///< read where the image lies; off: cell coordinates only
     StreamSettings stream;
 
     /// The configuration's values now.

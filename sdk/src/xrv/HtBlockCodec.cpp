@@ -194,8 +194,11 @@ public:
         }
         return true;
     }
-    /// Position after the header: aligned, and past the stuffed byte after a final 0xFF.
-    size_t end() const { return m_byte == 0xFF && m_left == 0 ? m_pos + 1 : m_pos; }
+    /// Position after the header: aligned, and past the stuffed byte after a final 0xFF (which
+    /// OpenJPH reads whether or not the 0xFF's bits were all used).
+    size_t end() const { return m_byte == 0xFF ? m_pos + 1 : m_pos; }
+    /// Whether that stuffed byte is not 0xFF itself: OpenJPH stops the process on one.
+    bool endSound() const { return m_byte != 0xFF || m_pos >= m_end || m_s[m_pos] != 0xFF; }
 
 private:
     const uint8_t* m_s;
@@ -361,7 +364,7 @@ size_t skipPacket(const uint8_t* s, size_t pos, size_t end, const StreamLayout& 
         }
     }
     const uint64_t next = in.end() + body;
-    if (next > end) return 0;
+    if (next > end || !in.endSound()) return 0;
     size_t at = in.end();
     for (const auto& segment : segments) {
         if (!melStartSound(s + at, segment.first)) return 0;

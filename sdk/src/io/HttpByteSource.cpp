@@ -26,8 +26,8 @@ using Clock = std::chrono::steady_clock;
 using Bytes = std::vector<uint8_t>;
 constexpr uint64_t kPage = HttpByteSource::kPage;
 constexpr uint64_t kProbeBytes = 65536;       // the opening request: most headers fit
-constexpr uint64_t kMergeGapPages = 4;        // gaps this small are fetched, not a round trip
-constexpr uint64_t kMultiGapPages = 1;        // ... when a request can carry several ranges
+constexpr uint64_t kMergeGapPages = 16;       // gaps this small are fetched, not a round trip
+constexpr uint64_t kMultiGapPages = 2;        // ... when a request can carry several ranges
 constexpr size_t kExactReadMax = 1024;        // calls with reads this small are fetched byte-exact
 constexpr size_t kMaxRangesPerRequest = 64;   // keeps the Range header well under 2 KB
 constexpr uint64_t kGroupBytes = 4u << 20;    // bytes one multi-range request carries, about
@@ -1034,7 +1034,10 @@ ReadStatus HttpByteSource::readRanges(std::vector<RangeRead>& reads, const std::
         const RangeRead& r = reads[i];
         if (r.length == 0 || r.offset >= size) continue;
         const uint64_t last = (std::min<uint64_t>(r.offset + r.length, size) - 1) / kPage;
-        if (exactBatch) {
+        // In a view's batch, a read shorter than a page (a tile's leading packets, a coarse
+        // tile-part) is fetched exactly too: rounding each to whole pages would read several
+        // times its bytes, and nothing else is likely to want the rest of those pages.
+        if (exactBatch || (reads.size() > 1 && r.length < kPage)) {
             bool held = false;
             for (uint64_t p = r.offset / kPage; p <= last && !held; ++p) held = c.pages.count(p) || c.inflight.count(p);
             if (!held) {

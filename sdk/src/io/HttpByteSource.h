@@ -24,7 +24,7 @@ namespace Engine {
 class HttpByteSource : public ByteSource {
 public:
     /// Granularity of fetching and of the memory and disk caches.
-    static constexpr uint64_t kPage = 16384;
+    static constexpr uint64_t kPage = 4096;
 
     /// Opens `address` (xrvp://... or xrvps://..., or http(s)://...) with one ranged request
     /// that gives the first bytes, the size and the validators. On failure returns null and

@@ -1,8 +1,8 @@
 // xrvtool: the format engine from the command line.
 //   xrvtool info FILE
-//   xrvtool render FILE OUT.png --size WxH [--extent x1,y1,x2,y2 | --window c0,r0,c1,r1]
+//   xrvtool render FILE OUT.png|.ppm|.pgm|.tif --size WxH [--extent x1,y1,x2,y2 | --window c0,r0,c1,r1]
 //          [--progressive] [--layers N] [--bands r,g,b] [--resample nearest|bilinear]
-//          [--clip PERCENT] [--pan COUNT,DX,DY] [--cache-mb MB]
+//          [--clip PERCENT] [--pan COUNT,DX,DY] [--cache-mb MB] [--stream-cache FOLDER[,MB]] [--quiet]
 //   xrvtool compress IN OUT.xrv [--rate N | --quality DB | --lossless] [--block N] [--bands 1,2,3]
 //          [--nodata V] [--metadata KEY=VALUE]... [--threads N]
 #include <QCoreApplication>
@@ -19,14 +19,16 @@ namespace {
 
 void usage()
 {
-    std::fprintf(stderr,
-                 "usage: xrvtool info FILE\n"
-                 "       xrvtool render FILE OUT.png --size WxH [--extent x1,y1,x2,y2 | --window c0,r0,c1,r1]\n"
-                 "              [--progressive] [--layers N] [--bands r,g,b] [--resample nearest|bilinear]\n"
-                 "              [--clip PERCENT] [--pan COUNT,DX,DY] [--cache-mb MB]\n"
-                 "       xrvtool compress IN OUT.xrv [--rate N | --quality DB | --lossless] [--block N]\n"
-                 "              [--bands 1,2,3] [--nodata V] [--metadata KEY=VALUE]... [--threads N]\n"
-                 "       add --verbose before the command for the engine's informational messages\n");
+    std::fprintf(
+        stderr,
+        "usage: xrvtool info FILE\n"
+        "       xrvtool render FILE OUT.png|.ppm|.pgm|.tif --size WxH [--extent x1,y1,x2,y2 | --window c0,r0,c1,r1]\n"
+        "              [--progressive] [--layers N] [--bands r,g,b] [--resample nearest|bilinear]\n"
+        "              [--clip PERCENT] [--pan COUNT,DX,DY] [--cache-mb MB]\n"
+        "              [--stream-cache FOLDER[,MB]] [--quiet]\n"
+        "       xrvtool compress IN OUT.xrv [--rate N | --quality DB | --lossless] [--block N]\n"
+        "              [--bands 1,2,3] [--nodata V] [--metadata KEY=VALUE]... [--threads N]\n"
+        "       add --verbose before the command for the engine's informational messages\n");
 }
 
 }  // namespace

@@ -15,16 +15,8 @@
 # resident memory); in-process figures are the ones xrvtool prints (open, first picture, final
 # picture, best of the three runs).
 set -euo pipefail
-root="$(cd "$(dirname "$0")/.." && pwd)"
-build="${1:-$root/build}"
-xrvtool="$build/bin/xrvtool"
-mksample="$build/bin/mksample"
-data="$root/bench/data"
-work="$(mktemp -d)"
-trap 'rm -rf "$work"' EXIT
-mkdir -p "$data"
+source "$(dirname "$0")/common.sh"
 have() { command -v "$1" >/dev/null 2>&1; }
-for tool in "$xrvtool" "$mksample"; do [ -x "$tool" ] || { echo "missing $tool: build first" >&2; exit 1; }; done
 
 # ---- images ------------------------------------------------------------------------------
 make_images() {

@@ -17,20 +17,8 @@
 # first run, with an empty cache folder, is not counted): only the validating request should
 # reach the server.
 set -euo pipefail
-root="$(cd "$(dirname "$0")/.." && pwd)"
-build="${1:-$root/build}"
-xrvtool="$build/bin/xrvtool"
-mksample="$build/bin/mksample"
-data="$root/bench/data"
-work="$(mktemp -d)"
-pids=()
-cleanup() {
-  for p in "${pids[@]}"; do kill "$p" 2>/dev/null || true; done
-  rm -rf "$work"
-}
-trap cleanup EXIT
-mkdir -p "$data" "$work/www" "$work/logs"
-for tool in "$xrvtool" "$mksample"; do [ -x "$tool" ] || { echo "missing $tool: build first" >&2; exit 1; }; done
+source "$(dirname "$0")/common.sh"
+mkdir -p "$work/www" "$work/logs"
 command -v gdal_translate >/dev/null || { echo "gdal_translate is missing (scripts/install-deps.sh)" >&2; exit 1; }
 [ -x /usr/sbin/nginx ] || { echo "nginx is missing (scripts/install-deps.sh)" >&2; exit 1; }
 

@@ -9,15 +9,8 @@
 #   bench/xrv.sh [BUILD_DIR] [PSNR]     (defaults: build, 40 dB)
 # The source image is made once with mksample into bench/data/ (a PPM of 432 MB).
 set -euo pipefail
-root="$(cd "$(dirname "$0")/.." && pwd)"
-build="${1:-$root/build}"
+source "$(dirname "$0")/common.sh"
 target_psnr="${2:-40}"
-xrvtool="$build/bin/xrvtool"
-mksample="$build/bin/mksample"
-data="$root/bench/data"
-work="$(mktemp -d)"
-trap 'rm -rf "$work"' EXIT
-mkdir -p "$data"
 src="$data/bench-12000.ppm"
 if [ ! -f "$src" ]; then
   echo "Making $src ..."

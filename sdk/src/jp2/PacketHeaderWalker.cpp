@@ -3,15 +3,13 @@
 #include <algorithm>
 
 #include "jp2/ByteCursor.h"
+#include "jp2/CodestreamHeader.h"
 
 namespace PLK {
 namespace Engine {
 
 namespace {
 
-constexpr uint16_t kPlt = 0xFF58;
-constexpr uint16_t kSop = 0xFF91;
-constexpr uint16_t kEph = 0xFF92;
 constexpr uint8_t kBypass = 0x01;
 constexpr uint8_t kTerminateAll = 0x04;
 // Far beyond any real code-block (38-bit samples, guard bits, region shift): a header saying
@@ -216,7 +214,7 @@ PacketHeaderWalker::Status PacketHeaderWalker::readTileHeader(const uint8_t* dat
         if (marker == CodestreamHeader::COD || marker == CodestreamHeader::COC || marker == CodestreamHeader::POC ||
             marker == CodestreamHeader::PPT)
             return unknown("the tile-part header changes the coding");
-        if (marker == kPlt && length >= 3)
+        if (marker == CodestreamHeader::PLT && length >= 3)
             lengths.emplace_back(data[pos + 4], std::vector<uint8_t>(data + pos + 5, data + pos + 2 + length));
         pos += 2 + length;
     }
@@ -259,7 +257,7 @@ PacketHeaderWalker::Parse PacketHeaderWalker::readPacket(const uint8_t* data, si
                                                          uint64_t& consumed)
 {
     size_t pos = 0;
-    if (size >= 2 && ByteCursor::peek16(data) == kSop) {
+    if (size >= 2 && ByteCursor::peek16(data) == CodestreamHeader::SOP) {
         if (size < 6) return Parse::NeedMore;
         pos = 6;
     } else if (size < 2 && m_layout.sop()) {
@@ -303,7 +301,7 @@ PacketHeaderWalker::Parse PacketHeaderWalker::readPacket(const uint8_t* data, si
     pos += bits.alignedBytes();
     if (m_layout.eph()) {
         if (size - std::min(size, pos) < 2) return Parse::NeedMore;
-        if (ByteCursor::peek16(data + pos) != kEph) {
+        if (ByteCursor::peek16(data + pos) != CodestreamHeader::EPH) {
             unknown("a packet header without its EPH marker");
             return Parse::Bad;
         }

@@ -10,7 +10,6 @@ namespace Engine {
 namespace {
 
 constexpr size_t kSotBytes = 12;
-constexpr uint16_t kPlt = 0xFF58;
 constexpr size_t kMaxPptData = 65535 - 3;
 // Far more zeros than the packets of a damaged tile-part can consume.
 constexpr size_t kMaxPadding = 16u << 20;
@@ -77,7 +76,7 @@ CError TileCodestream::buildLeading(uint32_t tile, const LeadingPartIndex::Plan&
         if (pos + 4 > bytes.size()) return damaged(tileName(tile) + " has no SOD marker where expected");
         const size_t segment = 2 + size_t(ByteCursor::peek16(bytes.data() + pos + 2));
         if (pos + segment > bytes.size()) return damaged(tileName(tile) + " has no SOD marker where expected");
-        if (marker != kPlt) out.insert(out.end(), bytes.begin() + pos, bytes.begin() + pos + segment);
+        if (marker != CodestreamHeader::PLT) out.insert(out.end(), bytes.begin() + pos, bytes.begin() + pos + segment);
         pos += segment;
     }
     out.insert(out.end(), bytes.begin() + pos, bytes.end());
